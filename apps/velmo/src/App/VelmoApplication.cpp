@@ -1,0 +1,9 @@
+#include "App/VelmoApplication.h"
+
+#include <QApplication>
+
+int VelmoApplication::run(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    return 0;
+}
