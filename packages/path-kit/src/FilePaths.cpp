@@ -107,14 +107,14 @@ QString FilePaths::displayName(QStringView name)
 {
     QString out = name.toString();
     for (auto& ch : out)
-        if (isEscapedByte(ch.unicode())) ch = QChar(0xFFFD);
+        if (isEscapedByte(ch.unicode()) || ch.unicode() < 0x20 || ch.unicode() == 0x7F) ch = QChar(0xFFFD);
     return out;
 }
 
 QString FilePaths::standardized(QStringView path)
 {
     if (isStandardized(path)) return path.toString();
-    QString absolute = path.startsWith(u'/') ? path.toString() : QDir::currentPath() + u'/' + path;
+    QString absolute = path.startsWith(u'/') ? path.toString() : QDir::currentPath() + u'/' + path.toString();
     QStringList parts;
     for (QStringView part : QStringView(absolute).split(u'/', Qt::SkipEmptyParts)) {
         if (part == u".") continue;
@@ -161,8 +161,8 @@ QString FilePaths::parent(QStringView path)
 
 QString FilePaths::appending(const QString& folder, QStringView name)
 {
-    if (folder.endsWith(u'/')) return folder + name;
-    return folder + u'/' + name;
+    if (folder.endsWith(u'/')) return folder + name.toString();
+    return folder + u'/' + name.toString();
 }
 
 QStringList FilePaths::components(QStringView path)

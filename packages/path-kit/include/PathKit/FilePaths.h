@@ -35,6 +35,7 @@ public:
     static QString fromNative(const char* bytes, qsizetype length);
     static QString fromNative(const QByteArray& bytes) { return fromNative(bytes.constData(), bytes.size()); }
     static QByteArray toNative(QStringView path);
-    // The name as a person should read it: escaped bytes shown as U+FFFD.
+    // The name as a person should read it: escaped bytes and control characters
+    // (a newline in a name) shown as U+FFFD, so a row stays one line.
     static QString displayName(QStringView name);
 };

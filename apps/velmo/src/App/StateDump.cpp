@@ -1,0 +1,86 @@
+#include "App/StateDump.h"
+
+#include "State/VelmoStore.h"
+
+#include <QJsonArray>
+
+namespace {
+
+QJsonArray strings(const QStringList& list)
+{
+    return QJsonArray::fromStringList(list);
+}
+
+QString loadStateText(const FilePaneLoadState& state)
+{
+    switch (state.kind) {
+    case FilePaneLoadState::Kind::failed: return QStringLiteral("failed");
+    case FilePaneLoadState::Kind::idle: return QStringLiteral("idle");
+    case FilePaneLoadState::Kind::loading: return QStringLiteral("loading");
+    case FilePaneLoadState::Kind::ready: return QStringLiteral("ready");
+    }
+    return {};
+}
+
+} // namespace
+
+QJsonObject StateDump::dumpPane(const FilePaneStore& pane)
+{
+    QJsonObject out;
+    out["id"] = paneIDText(pane.id());
+    out["folder"] = pane.currentURL();
+    out["loadState"] = loadStateText(pane.loadState());
+    if (pane.loadState().isFailed()) out["failure"] = pane.loadState().failureMessage;
+    out["entryCount"] = qint64(pane.entries().size());
+    QJsonArray rows;
+    for (const auto& row : pane.treeRows())
+        rows.append(QJsonObject {{"id", row.entry->id}, {"name", row.entry->name}, {"depth", row.depth}});
+    out["rows"] = rows;
+    // The selection in row order, as the file actions see it.
+    QStringList selection;
+    for (const auto& entry : pane.selectedEntries()) selection.append(entry->id);
+    out["selection"] = strings(selection);
+    if (pane.pendingSelectionEntryID()) out["pendingSelection"] = *pane.pendingSelectionEntryID();
+    out["backStack"] = strings(pane.backStack());
+    out["forwardStack"] = strings(pane.forwardStack());
+    out["sortColumn"] = FileEntryColumns::id(pane.sortColumn());
+    out["sortAscending"] = pane.sortAscending();
+    out["viewMode"] = viewModeText(pane.fileViewMode());
+    out["filterText"] = pane.filterText();
+    out["showHiddenFiles"] = pane.showHiddenFiles();
+    out["breadcrumbTrail"] = pane.breadcrumbTrailURL();
+    QJsonArray crumbs;
+    for (const auto& item : pane.breadcrumbs()) crumbs.append(QJsonObject {{"title", item.title}, {"url", item.url}});
+    out["breadcrumbs"] = crumbs;
+    if (pane.actionToast())
+        out["toast"] = QJsonObject {{"text", pane.actionToast()->text},
+                                    {"kind", pane.actionToast()->kind == ToastMessage::Kind::error ? "error" : "info"}};
+    if (pane.watchedURL()) out["watchedURL"] = *pane.watchedURL();
+    if (pane.activeOperationTitle()) out["activeOperation"] = *pane.activeOperationTitle();
+    return out;
+}
+
+QJsonObject StateDump::dump(const VelmoStore& store)
+{
+    QJsonObject out;
+    QJsonArray tabs;
+    for (const auto& tab : store.tabs()) {
+        QJsonObject item {{"id", tab->id().toString(QUuid::WithoutBraces)}, {"title", tab->title()}};
+        if (auto* panes = tab->browserPanes()) {
+            item["kind"] = "browser";
+            item["activePane"] = paneIDText(panes->activePaneID());
+            if (panes->expandedPaneID()) item["expandedPane"] = paneIDText(*panes->expandedPaneID());
+            item["left"] = dumpPane(*panes->leftPane());
+            item["right"] = dumpPane(*panes->rightPane());
+        } else {
+            item["kind"] = "settings";
+        }
+        tabs.append(item);
+    }
+    out["tabs"] = tabs;
+    out["activeTabID"] = store.activeTabID().toString(QUuid::WithoutBraces);
+    out["showHiddenFiles"] = store.showHiddenFiles();
+    out["isSidebarVisible"] = store.isSidebarVisible();
+    out["sidebarWidth"] = store.sidebarWidth();
+    return out;
+}

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+
+struct BreadcrumbItem {
+    QString id;
+    QString title;
+    QString url;
+
+    bool operator==(const BreadcrumbItem&) const = default;
+};

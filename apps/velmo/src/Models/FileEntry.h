@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+
+#include <optional>
+
+// One file-system item as a listing saw it. `id` is the standardised path and the
+// key of every selection, cache and per-row map; `url` is the same path (the two
+// strings share their data). Links are never followed for the item itself.
+struct FileEntry {
+    QString id;
+    QString url;
+    QString name;
+    bool isDirectory = false;
+    bool isSymbolicLink = false;
+    bool isAlias = false;
+    bool isPackage = false;
+    bool isHidden = false;
+    std::optional<qint64> byteSize;
+    std::optional<QDateTime> modificationDate;
+    std::optional<QDateTime> creationDate;
+    std::optional<QDateTime> contentAccessDate;
+    std::optional<QDateTime> addedDate;
+    std::optional<QString> localizedKind;
+    std::optional<QString> version;
+    std::optional<QString> resolvedURL;
+    bool resolvedIsDirectory = false;
+    bool resolvedIsPackage = false;
+
+    bool operator==(const FileEntry&) const = default;
+
+    // The folder that receives a drop on this entry; a package never does.
+    std::optional<QString> dropDestinationDirectoryURL() const;
+    // The folder that opening or entering this entry leads to, if any.
+    std::optional<QString> folderTarget() const;
+};

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+
+#include <array>
+#include <optional>
+
+// Column ids, stored as their names in view states and sessions.
+enum class FileEntrySortColumn { name, size, modified, created, lastOpened, added, kind, version, contents };
+
+// The optional list columns; the name column is always there.
+enum class FileEntryColumn { modified, created, lastOpened, added, size, contents, kind, version };
+
+namespace FileEntryColumns {
+
+QString id(FileEntrySortColumn column);
+QString id(FileEntryColumn column);
+std::optional<FileEntrySortColumn> sortColumn(const QString& id);
+std::optional<FileEntryColumn> column(const QString& id);
+// The sort column that a list column sorts by.
+FileEntrySortColumn sortColumn(FileEntryColumn column);
+
+inline constexpr std::array<FileEntrySortColumn, 9> allSortColumns {
+    FileEntrySortColumn::name, FileEntrySortColumn::size, FileEntrySortColumn::modified,
+    FileEntrySortColumn::created, FileEntrySortColumn::lastOpened, FileEntrySortColumn::added,
+    FileEntrySortColumn::kind, FileEntrySortColumn::version, FileEntrySortColumn::contents,
+};
+inline constexpr std::array<FileEntryColumn, 8> allColumns {
+    FileEntryColumn::modified, FileEntryColumn::created, FileEntryColumn::lastOpened, FileEntryColumn::added,
+    FileEntryColumn::size, FileEntryColumn::contents, FileEntryColumn::kind, FileEntryColumn::version,
+};
+
+} // namespace FileEntryColumns

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Models/DirectoryListingError.h"
+#include "Models/FileEntry.h"
+#include "Support/TaskHandle.h"
+
+#include <QObject>
+
+#include <expected>
+#include <functional>
+#include <vector>
+
+// The one way a pane lists a folder. The listing runs off the main thread; its
+// result comes back on `context`'s thread, unless `task` was cancelled first.
+class DirectoryListingProviding {
+public:
+    using Result = std::expected<std::vector<FileEntry>, DirectoryListingError>;
+    using Completion = std::function<void(Result)>;
+
+    virtual ~DirectoryListingProviding() = default;
+    virtual void list(const QString& url, bool includingHiddenFiles, const TaskHandle& task, QObject* context,
+                      Completion completion)
+        = 0;
+};

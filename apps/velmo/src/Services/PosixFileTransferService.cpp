@@ -1,0 +1,189 @@
+#include "Services/PosixFileTransferService.h"
+
+#include "PathKit/FilePaths.h"
+#include "Services/FileTransferPlanRunner.h"
+#include "Services/FileTransferSafety.h"
+#include "Services/PosixFileSystemCalls.h"
+
+#include <cerrno>
+
+namespace {
+
+constexpr int kLinkNameAttempts = 100;
+
+enum class SourcesAlreadyThere { kept, dropped };
+
+// What every batch starts from: standard paths, and the sources split into those
+// that may go into the destination and those that would land inside themselves.
+struct BatchStart {
+    QString destination;
+    QStringList transferable;
+    QStringList skipped;
+};
+
+BatchStart openBatch(const QStringList& sources, const QString& destinationURL, SourcesAlreadyThere alreadyThere)
+{
+    BatchStart start;
+    start.destination = FilePaths::standardized(destinationURL);
+    QStringList standardSources;
+    for (const QString& source : sources) {
+        QString standard = FilePaths::standardized(source);
+        // Moving an item into the folder that holds it is no move at all.
+        if (alreadyThere == SourcesAlreadyThere::dropped && FilePaths::parent(standard) == start.destination) continue;
+        standardSources.append(std::move(standard));
+    }
+    const bool caseSensitive = FileTransferSafety::volumeSupportsCaseSensitiveNames(start.destination).value_or(false);
+    FileTransferPartition partition =
+        FileTransferSafety::partitionTransferableSources(standardSources, start.destination, caseSensitive);
+    start.transferable = std::move(partition.transferable);
+    start.skipped = std::move(partition.skipped);
+    return start;
+}
+
+void report(const FileTransferProviding::ProgressHandler& progress, qint64 completed, qint64 total,
+            const QString& source)
+{
+    if (progress) progress(FileTransferProgress{completed, total, FilePaths::lastComponent(source)});
+}
+
+bool isStop(const FileTransferError& error)
+{
+    return std::holds_alternative<FileTransferStopped>(error);
+}
+
+bool isCancellation(const FileTransferError& error)
+{
+    return std::holds_alternative<FileTransferCancellation>(error);
+}
+
+// The link's name by the numbered-name rule; a name taken after it was chosen is
+// passed over, never replaced.
+std::expected<QString, FileTransferError> makeLink(FileTransferPlanRunner& runner, const QString& source,
+                                                   const QString& destination, const QSet<QString>& reserved)
+{
+    QSet<QString> taken = reserved;
+    for (int attempt = 1;; ++attempt) {
+        const QString link = runner.planner().nextAvailableDestinationURL(source, destination, taken);
+        const auto made = runner.operations().makeLink(source, link);
+        if (made) return link;
+        if (made.error().code != EEXIST || attempt == kLinkNameAttempts) return std::unexpected(made.error());
+        taken.insert(link);
+    }
+}
+
+} // namespace
+
+PosixFileTransferService::PosixFileTransferService()
+    : calls(std::make_shared<PosixFileSystemCalls>())
+{
+}
+
+PosixFileTransferService::PosixFileTransferService(std::shared_ptr<FileSystemCalls> calls)
+    : calls(std::move(calls))
+{
+}
+
+std::expected<FileCopyResult, FileTransferError> PosixFileTransferService::copyItems(
+    const QStringList& sources, const QString& destinationURL, std::stop_token stop,
+    const ProgressHandler& progress) const
+{
+    const BatchStart batch = openBatch(sources, destinationURL, SourcesAlreadyThere::kept);
+    FileTransferPlanRunner runner(*calls, stop);
+    FileCopyResult result{{}, batch.skipped};
+    // A stop keeps the finished items; any other failure takes them all away.
+    const auto fail = [&](FileTransferError error) {
+        if (isStop(error)) return std::unexpected(FileTransferError(FileTransferCancellation::copied(result.createdURLs)));
+        if (!isCancellation(error)) runner.removeItems(result.createdURLs);
+        return std::unexpected(std::move(error));
+    };
+    const qint64 count = batch.transferable.size();
+    // Two or more sources count by item; a single one by the entries of its tree.
+    const bool reportsItems = count >= 2;
+    for (qint64 index = 0; index < count; ++index) {
+        const QString& source = batch.transferable[index];
+        if (stop.stop_requested()) return fail(FileTransferStopped{});
+        if (reportsItems) report(progress, index, count, source);
+        auto planned = runner.planner().planBatch(
+            {source}, batch.destination, {.skipPermissionDeniedItems = true, .skipUnsupportedSpecialFiles = true}, stop);
+        if (!planned) return fail(planned.error());
+        result.skippedURLs += planned->skippedURLs;
+        for (FileTransferPlan& plan : planned->plans) {
+            const qint64 total = qint64(plan.entries.size());
+            FileTransferProgressReporter reporter(reportsItems ? nullptr : &progress, total);
+            const auto copied = runner.copyPlan(plan, 0, total, reporter);
+            if (!copied) return fail(copied.error());
+            if (copied->createdDestinationURL) result.createdURLs.append(*copied->createdDestinationURL);
+            result.skippedURLs += copied->skippedURLs;
+        }
+    }
+    if (reportsItems) report(progress, count, count, batch.transferable.back());
+    return result;
+}
+
+std::expected<FileMoveBatchResult, FileTransferError> PosixFileTransferService::moveItems(
+    const QStringList& sources, const QString& destinationURL, std::stop_token stop,
+    const ProgressHandler& progress) const
+{
+    const BatchStart batch = openBatch(sources, destinationURL, SourcesAlreadyThere::dropped);
+    FileTransferPlanRunner runner(*calls, stop);
+    FileMoveBatchResult result{{}, batch.skipped};
+    // A stop keeps the finished moves; any other failure puts them all back.
+    const auto fail = [&](FileTransferError error) {
+        if (isStop(error)) return std::unexpected(FileTransferError(FileTransferCancellation::moved(result.moves)));
+        if (!isCancellation(error))
+            for (auto move = result.moves.crbegin(); move != result.moves.crend(); ++move) runner.moveBack(*move);
+        return std::unexpected(std::move(error));
+    };
+    const qint64 count = batch.transferable.size();
+    const bool reportsItems = count >= 2;
+    for (qint64 index = 0; index < count; ++index) {
+        const QString& source = batch.transferable[index];
+        if (stop.stop_requested()) return fail(FileTransferStopped{});
+        if (reportsItems) report(progress, index, count, source);
+        // A move skips nothing: one item it cannot take fails the whole batch.
+        auto planned = runner.planner().planBatch({source}, batch.destination, FileTransferPlanOptions{}, stop);
+        if (!planned) return fail(planned.error());
+        result.skippedURLs += planned->skippedURLs;
+        for (FileTransferPlan& plan : planned->plans) {
+            const qint64 total = qint64(plan.entries.size());
+            FileTransferProgressReporter reporter(reportsItems ? nullptr : &progress, total);
+            const auto moved = runner.movePlan(plan, 0, total, reporter);
+            if (!moved) return fail(moved.error());
+            result.moves.push_back({plan.sourceURL, plan.destinationURL});
+        }
+    }
+    if (reportsItems) report(progress, count, count, batch.transferable.back());
+    return result;
+}
+
+std::expected<FileLinkResult, FileTransferError> PosixFileTransferService::linkItems(
+    const QStringList& sources, const QString& destinationURL, std::stop_token stop,
+    const ProgressHandler& progress) const
+{
+    const BatchStart batch = openBatch(sources, destinationURL, SourcesAlreadyThere::kept);
+    FileTransferPlanRunner runner(*calls, stop);
+    FileLinkResult result{{}, batch.skipped};
+    // Links keep nothing when they stop, on purpose: they are cheap to make again.
+    const auto fail = [&](FileTransferError error) {
+        runner.removeItems(result.createdURLs);
+        return std::unexpected(std::move(error));
+    };
+    QSet<QString> reserved;
+    const qint64 count = batch.transferable.size();
+    qint64 completed = 0;
+    for (qint64 index = 0; index < count; ++index) {
+        const QString& source = batch.transferable[index];
+        if (stop.stop_requested()) return fail(FileTransferStopped{});
+        report(progress, index, count, source);
+        if (!runner.operations().exists(source)) {
+            result.skippedURLs.append(source);
+            continue;
+        }
+        const auto link = makeLink(runner, source, batch.destination, reserved);
+        if (!link) return fail(link.error());
+        reserved.insert(*link);
+        result.createdURLs.append(*link);
+        report(progress, ++completed, count, source);
+    }
+    return result;
+}

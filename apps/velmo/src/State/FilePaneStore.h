@@ -1,0 +1,262 @@
+#pragma once
+
+#include "Models/BreadcrumbItem.h"
+#include "Models/DirectoryListingError.h"
+#include "Models/FileEntrySort.h"
+#include "Models/FileNameFilter.h"
+#include "Models/FilePaneLoadState.h"
+#include "Models/FilePaneRow.h"
+#include "Models/FolderScrollMemory.h"
+#include "Models/FolderViewState.h"
+#include "Models/PaneID.h"
+#include "Models/ToastMessage.h"
+#include "Services/DirectoryListingProviding.h"
+#include "Services/DirectoryWatchProviding.h"
+#include "Services/FileOpeningProviding.h"
+#include "Support/MonotonicClock.h"
+#include "Support/TaskHandle.h"
+
+#include <QHash>
+#include <QObject>
+#include <QSet>
+#include <QStringList>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class FileTransferProviding;
+
+// The services one pane reaches the system through.
+struct FilePaneServices {
+    std::shared_ptr<DirectoryListingProviding> listing;
+    std::shared_ptr<FileOpeningProviding> opening;
+    std::shared_ptr<DirectoryWatchProviding> watcher;
+    std::shared_ptr<FileTransferProviding> transfer;
+    std::shared_ptr<MonotonicClock> clock = MonotonicClock::system();
+};
+
+// What a navigation carries from its start to its commit.
+struct NavigationCommit {
+    QString fromURL;
+    QString toURL;
+    bool pushHistory = false;
+    bool clearForwardStack = false;
+    bool popBackStack = false;
+    bool popForwardStack = false;
+    std::optional<QString> forwardURL;
+    bool restoreScroll = false;
+    bool resetBreadcrumbTrail = false;
+    std::optional<QString> pendingSelectionID;
+    std::optional<QString> pendingScrollToEntryID;
+    bool operator==(const NavigationCommit&) const = default;
+};
+
+// The state and behaviour of one file pane: its folder, what is in it and in what
+// order, the selection, and the way from folder to folder. Lives on the main
+// thread; listings run in the background and come back to commit. Members are
+// split by topic over FilePaneStore*.cpp.
+class FilePaneStore : public QObject {
+    Q_OBJECT
+
+public:
+    struct Configuration {
+        QString folderURL;
+        bool showHiddenFiles = false;
+        VelmoFileViewMode viewMode = VelmoFileViewMode::list;
+        FileEntrySortColumn sortColumn = FileEntrySortColumn::name;
+        bool sortAscending = true;
+        quint64 directoryRefreshDebounceNanoseconds = 250'000'000;
+    };
+
+    FilePaneStore(PaneID id, FilePaneServices services, Configuration configuration, QObject* parent = nullptr);
+    ~FilePaneStore() override;
+
+    PaneID id() const { return id_; }
+    const FilePaneServices& services() const { return services_; }
+
+    // --- loading and navigation ---
+    const QString& currentURL() const { return currentURL_; }
+    const FileEntryList& entries() const { return entries_; }
+    const FilePaneLoadState& loadState() const { return loadState_; }
+    bool isLoading() const { return loadTask_.isValid(); }
+    const QStringList& backStack() const { return backStack_; }
+    const QStringList& forwardStack() const { return forwardStack_; }
+    std::optional<qint64> activeNavigationLoadGeneration() const { return activeNavigationLoadGeneration_; }
+    qint64 navigationLoadGeneration() const { return navigationLoadGeneration_; }
+    const QHash<QString, QString>& lastSelectionByFolder() const { return lastSelectionByFolder_; }
+    std::optional<QString> pendingSelectionEntryID() const { return pendingSelectionEntryID_; }
+    std::optional<QString> pendingScrollToEntryID() const { return pendingScrollToEntryID_; }
+    void clearPendingScrollToEntryID();
+    std::optional<QString> activeOperationTitle() const { return activeOperationTitle_; }
+    void setActiveOperationTitle(std::optional<QString> title);
+    bool showHiddenFiles() const { return showHiddenFiles_; }
+    void setShowHiddenFiles(bool show);
+    quint64 suppressWatcherEchoUntilNanos() const { return suppressWatcherEchoUntilNanos_; }
+    quint64 directoryRefreshDebounceNanoseconds() const { return directoryRefreshDebounceNanoseconds_; }
+    FolderScrollMemory& scrollMemory() { return scrollMemory_; }
+
+    void navigate(const QString& url, bool pushHistory = true, bool keepsBreadcrumbTrail = false,
+                  std::optional<QString> pendingSelectionID = std::nullopt,
+                  std::optional<QString> pendingScrollToEntryID = std::nullopt);
+    void navigateExternally(const QString& url);
+    void goUp();
+    void goBack();
+    void goForward();
+    void enterFolder();
+    bool canEnterFolder() const;
+    void open(const FileEntry& entry, bool treatPackagesAsFolders = false);
+    void startLoad(const QString& url);
+    void rememberCurrentSelection();
+    FileEntry currentDirectoryEntry() const;
+    double consumeScrollRestorationOffset(const QString& url);
+    void teardown();
+
+    static QString message(const DirectoryListingError& error);
+    static bool isAncestorOrSelf(const QString& a, const QString& b);
+
+    // --- sort order and visible rows ---
+    FileEntrySortColumn sortColumn() const { return sortColumn_; }
+    bool sortAscending() const { return sortAscending_; }
+    bool smartSorting() const { return smartSorting_; }
+    bool sortFolderAliasesWithFolders() const { return sortFolderAliasesWithFolders_; }
+    VelmoFileViewMode fileViewMode() const { return fileViewMode_; }
+    const QSet<FileEntryColumn>& visibleColumns() const { return visibleColumns_; }
+    const QStringList& columnOrder() const { return columnOrder_; }
+    const QMap<QString, double>& columnWidths() const { return columnWidths_; }
+    const QString& filterText() const { return filterText_; }
+    const FileEntryList& sortedEntries() const { return sortedEntries_; }
+    const FileEntryList& visibleEntries() const { return visibleEntries_; }
+    const std::vector<FilePaneRow>& treeRows() const { return treeRows_; }
+
+    void sort(FileEntrySortColumn column);
+    void setSortColumn(FileEntrySortColumn column);
+    void setSortAscending(bool ascending);
+    void setSmartSorting(bool enabled);
+    void setSortFolderAliasesWithFolders(bool enabled);
+    void setViewMode(VelmoFileViewMode mode);
+    void setVisibleColumns(const QSet<FileEntryColumn>& columns);
+    void setColumnOrder(const QStringList& order);
+    void setColumnWidths(const QMap<QString, double>& widths);
+    void setFilterText(const QString& text);
+    void setEntries(FileEntryList entries);
+    FolderViewState currentFolderViewState() const;
+    void updateVisibleEntriesCache();
+    // Puts a neighbour's rows in place before the first listing lands.
+    void seedEntries(const FileEntryList& entries, const FileEntryList& sorted, const FileEntryList& visible,
+                     const std::vector<FilePaneRow>& rows);
+
+    // --- selection, breadcrumbs, toasts ---
+    const QSet<QString>& selectedEntryIDs() const { return selectedEntryIDs_; }
+    void setSelectedEntryIDs(const QSet<QString>& ids);
+    FileEntryList selectedEntries() const;
+    const QList<BreadcrumbItem>& breadcrumbs() const { return breadcrumbs_; }
+    const QString& breadcrumbTrailURL() const { return breadcrumbTrailURL_; }
+    void updateBreadcrumbTrail();
+    void collapseBreadcrumbTrail(const QString& url);
+    static QList<BreadcrumbItem> breadcrumbs(const QString& url);
+    const std::optional<ToastMessage>& actionToast() const { return actionToast_; }
+    void showActionToast(const QString& text, ToastMessage::Kind kind);
+    void dismissActionToast();
+    void setToastLifetimeMilliseconds(int milliseconds) { toastLifetimeMilliseconds_ = milliseconds; }
+
+    // --- watching and refresh ---
+    const std::optional<QString>& watchedURL() const { return watchedURL_; }
+    bool hasDirectoryRefreshPending() const { return directoryRefreshTask_.isValid(); }
+    void startWatching(const QString& url);
+    void scheduleExternalDirectoryRefresh(const QString& url);
+    void commitFolderSnapshot(FileEntryList entries, bool preserveExistingStates);
+    void suppressWatcherEcho();
+
+    // Upward calls, unset unless a parent wires them.
+    std::function<void()> onDidChangeRestorableState;
+    std::function<std::optional<FolderViewState>(const QString&)> onResolveFolderViewState;
+    std::function<void(const QString&, const FolderViewState&, FolderViewStatePersistence)> onPersistFolderViewState;
+
+signals:
+    void currentURLChanged();
+    void entriesChanged();
+    void rowsChanged();
+    void selectionChanged();
+    void loadStateChanged();
+    void loadingChanged();
+    void historyChanged();
+    void breadcrumbsChanged();
+    void filterTextChanged();
+    void sortChanged();
+    void viewModeChanged();
+    void columnsChanged();
+    void showHiddenFilesChanged();
+    void toastChanged();
+    void pendingSelectionChanged();
+    void activeOperationChanged();
+    void watchChanged();
+
+private:
+    NavigationCommit makeCommit(const QString& toURL) const;
+    void saveStateOfFolderBeingLeft();
+    void startNavigation(const NavigationCommit& commit);
+    void commitNavigation(const NavigationCommit& commit, FileEntryList entries, FilePaneLoadState loadState);
+    bool refuseNavigationDuringOperation();
+    void setCurrentURL(const QString& url);
+    void setLoadState(const FilePaneLoadState& state);
+    void setLoadTask(TaskHandle task);
+    void setHistory(QStringList back, QStringList forward);
+    void setPendingSelectionEntryID(std::optional<QString> id);
+    void applyResolvedFolderViewState();
+    void resortEntries();
+    void setDerivedLists(FileEntryList sorted, FileEntryList visible, std::vector<FilePaneRow> rows);
+    void notifyRestorableStateChanged();
+    void cancelWatching();
+    static FileEntryList shared(std::vector<FileEntry> entries);
+
+    const PaneID id_;
+    FilePaneServices services_;
+    quint64 directoryRefreshDebounceNanoseconds_;
+    TaskHandle loadTask_;
+    TaskHandle directoryRefreshTask_;
+    quint64 suppressWatcherEchoUntilNanos_ = 0;
+    std::shared_ptr<DirectoryWatchToken> directoryWatchToken_;
+    std::optional<qint64> activeNavigationLoadGeneration_;
+    qint64 navigationLoadGeneration_ = 0;
+    std::optional<QString> watchedURL_;
+    FolderScrollMemory scrollMemory_;
+    QHash<QString, QString> lastSelectionByFolder_;
+    QString currentURL_;
+    FileEntryList entries_;
+    QSet<QString> selectedEntryIDs_;
+    std::optional<QString> pendingInlineRenameEntryID_;
+    std::optional<QString> pendingSelectionEntryID_;
+    std::optional<QString> pendingScrollToEntryID_;
+    bool isCommittingFolderSnapshot_ = false;
+    VelmoFileViewMode fileViewMode_;
+    QString filterText_;
+    FileEntrySortColumn sortColumn_;
+    bool sortAscending_;
+    bool smartSorting_ = true;
+    bool sortFolderAliasesWithFolders_ = false;
+    QSet<FileEntryColumn> visibleColumns_;
+    QStringList columnOrder_;
+    QMap<QString, double> columnWidths_;
+    bool showHiddenFiles_;
+    FilePaneLoadState loadState_ = FilePaneLoadState::idle();
+    std::optional<QString> activeOperationTitle_;
+    std::optional<ToastMessage> actionToast_;
+    QTimer toastDismissTimer_;
+    int toastLifetimeMilliseconds_ = 4000;
+    FileEntryList sortedEntries_;
+    FileEntryList visibleEntries_;
+    std::vector<FilePaneRow> treeRows_;
+    QList<BreadcrumbItem> breadcrumbs_;
+    QString breadcrumbTrailURL_;
+    bool shouldResetBreadcrumbTrailOnNextURLChange_ = false;
+    QStringList backStack_;
+    QStringList forwardStack_;
+
+    FileEntrySort::KeyCache nameKeys_;
+    // What sortedEntries_ was sorted from, and how, to skip sorts that would change nothing.
+    FileEntryList sortedSource_;
+    std::optional<FileEntrySort::Options> sortedOptions_;
+    FileNameFilter nameFilter_;
+};

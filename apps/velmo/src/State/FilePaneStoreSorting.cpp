@@ -1,0 +1,186 @@
+#include "State/FilePaneStore.h"
+
+void FilePaneStore::setEntries(FileEntryList entries)
+{
+    // Equal values keep the old objects too, so the rows built on them stay as they are.
+    if (sameEntries(entries_, entries)) return;
+    entries_ = std::move(entries);
+    emit entriesChanged();
+    if (!isCommittingFolderSnapshot_) resortEntries();
+}
+
+void FilePaneStore::resortEntries()
+{
+    const FileEntrySort::Options options {sortColumn_, sortAscending_, smartSorting_, sortFolderAliasesWithFolders_};
+    // A refresh that found nothing new keeps its order without sorting again.
+    if (sortedSource_ != entries_ || sortedOptions_ != options) {
+        sortedEntries_ = FileEntrySort::sorted(entries_, options, {}, {}, &nameKeys_);
+        sortedSource_ = entries_;
+        sortedOptions_ = options;
+    }
+    updateVisibleEntriesCache();
+}
+
+void FilePaneStore::updateVisibleEntriesCache()
+{
+    FileEntryList visible = nameFilter_.filter(sortedEntries_, filterText_);
+    std::vector<FilePaneRow> rows = FilePaneRow::rows(visible);
+    setDerivedLists(sortedEntries_, std::move(visible), std::move(rows));
+
+    QSet<QString> onShow;
+    onShow.reserve(qsizetype(treeRows_.size()));
+    for (const auto& row : treeRows_) onShow.insert(row.entry->id);
+    QSet<QString> selection;
+    for (const QString& id : selectedEntryIDs_)
+        if (onShow.contains(id)) selection.insert(id);
+    if (pendingInlineRenameEntryID_ && onShow.contains(*pendingInlineRenameEntryID_))
+        selection.insert(*pendingInlineRenameEntryID_);
+    if (pendingSelectionEntryID_ && onShow.contains(*pendingSelectionEntryID_)) {
+        selection = {*pendingSelectionEntryID_};
+        setPendingSelectionEntryID(std::nullopt);
+    }
+    setSelectedEntryIDs(selection);
+}
+
+void FilePaneStore::setDerivedLists(FileEntryList sorted, FileEntryList visible, std::vector<FilePaneRow> rows)
+{
+    sortedEntries_ = std::move(sorted);
+    const bool rowsDiffer = rows.size() != treeRows_.size() || !std::equal(rows.begin(), rows.end(), treeRows_.begin());
+    visibleEntries_ = std::move(visible);
+    // Equal rows are still taken, so the rows point at the current entry objects,
+    // but only a real change notifies the views.
+    treeRows_ = std::move(rows);
+    if (rowsDiffer) emit rowsChanged();
+}
+
+void FilePaneStore::seedEntries(const FileEntryList& entries, const FileEntryList& sorted, const FileEntryList& visible,
+                                const std::vector<FilePaneRow>& rows)
+{
+    entries_ = entries;
+    emit entriesChanged();
+    setDerivedLists(sorted, visible, rows);
+    sortedSource_.clear();
+}
+
+void FilePaneStore::sort(FileEntrySortColumn column)
+{
+    if (column == sortColumn_) {
+        setSortAscending(!sortAscending_);
+    } else {
+        // Both change before one re-sort.
+        const bool committing = isCommittingFolderSnapshot_;
+        isCommittingFolderSnapshot_ = true;
+        setSortColumn(column);
+        setSortAscending(true);
+        isCommittingFolderSnapshot_ = committing;
+        if (!committing) {
+            resortEntries();
+            notifyRestorableStateChanged();
+        }
+    }
+    if (onPersistFolderViewState)
+        onPersistFolderViewState(currentURL_, currentFolderViewState(), FolderViewStatePersistence::immediate);
+}
+
+void FilePaneStore::setSortColumn(FileEntrySortColumn column)
+{
+    if (sortColumn_ == column) return;
+    sortColumn_ = column;
+    emit sortChanged();
+    if (isCommittingFolderSnapshot_) return;
+    resortEntries();
+    notifyRestorableStateChanged();
+}
+
+void FilePaneStore::setSortAscending(bool ascending)
+{
+    if (sortAscending_ == ascending) return;
+    sortAscending_ = ascending;
+    emit sortChanged();
+    if (isCommittingFolderSnapshot_) return;
+    resortEntries();
+    notifyRestorableStateChanged();
+}
+
+void FilePaneStore::setSmartSorting(bool enabled)
+{
+    smartSorting_ = enabled;
+    sortedSource_.clear();
+    resortEntries();
+}
+
+void FilePaneStore::setSortFolderAliasesWithFolders(bool enabled)
+{
+    sortFolderAliasesWithFolders_ = enabled;
+    sortedSource_.clear();
+    resortEntries();
+}
+
+void FilePaneStore::setViewMode(VelmoFileViewMode mode)
+{
+    if (fileViewMode_ != mode) {
+        fileViewMode_ = mode;
+        emit viewModeChanged();
+    }
+    if (onPersistFolderViewState)
+        onPersistFolderViewState(currentURL_, currentFolderViewState(), FolderViewStatePersistence::immediate);
+}
+
+void FilePaneStore::setVisibleColumns(const QSet<FileEntryColumn>& columns)
+{
+    if (visibleColumns_ != columns) {
+        visibleColumns_ = columns;
+        emit columnsChanged();
+    }
+    if (onPersistFolderViewState)
+        onPersistFolderViewState(currentURL_, currentFolderViewState(), FolderViewStatePersistence::immediate);
+}
+
+void FilePaneStore::setColumnOrder(const QStringList& order)
+{
+    if (columnOrder_ == order) return;
+    columnOrder_ = order;
+    emit columnsChanged();
+}
+
+void FilePaneStore::setColumnWidths(const QMap<QString, double>& widths)
+{
+    if (columnWidths_ == widths) return;
+    columnWidths_ = widths;
+    emit columnsChanged();
+}
+
+void FilePaneStore::setFilterText(const QString& text)
+{
+    if (filterText_ == text) return;
+    filterText_ = text;
+    emit filterTextChanged();
+    if (!isCommittingFolderSnapshot_) updateVisibleEntriesCache();
+}
+
+FolderViewState FilePaneStore::currentFolderViewState() const
+{
+    return {sortColumn_, sortAscending_, fileViewMode_, visibleColumns_, columnOrder_, columnWidths_};
+}
+
+void FilePaneStore::applyResolvedFolderViewState()
+{
+    if (!onResolveFolderViewState) return;
+    const auto state = onResolveFolderViewState(currentURL_);
+    if (!state) return;
+    const bool committing = isCommittingFolderSnapshot_;
+    isCommittingFolderSnapshot_ = true;
+    setSortColumn(state->sortColumn);
+    setSortAscending(state->sortAscending);
+    if (fileViewMode_ != state->viewMode) {
+        fileViewMode_ = state->viewMode;
+        emit viewModeChanged();
+    }
+    if (visibleColumns_ != state->visibleColumns) {
+        visibleColumns_ = state->visibleColumns;
+        emit columnsChanged();
+    }
+    setColumnOrder(state->columnOrder);
+    setColumnWidths(state->columnWidths);
+    isCommittingFolderSnapshot_ = committing;
+}

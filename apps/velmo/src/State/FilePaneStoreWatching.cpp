@@ -1,0 +1,74 @@
+#include "State/FilePaneStore.h"
+
+#include "PathKit/FilePaths.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+
+namespace {
+
+constexpr quint64 kEchoMarginNanoseconds = 400'000'000;
+
+} // namespace
+
+void FilePaneStore::suppressWatcherEcho()
+{
+    suppressWatcherEchoUntilNanos_
+        = services_.clock->uptimeNanoseconds() + directoryRefreshDebounceNanoseconds_ + kEchoMarginNanoseconds;
+}
+
+void FilePaneStore::startWatching(const QString& url)
+{
+    const QString target = FilePaths::standardized(url);
+    if (watchedURL_ == target && directoryWatchToken_) return;
+    directoryRefreshTask_.cancel();
+    directoryRefreshTask_ = {};
+    cancelWatching();
+    if (!services_.watcher) return;
+    QPointer<FilePaneStore> self(this);
+    directoryWatchToken_ = services_.watcher->watch(target, [self, target] {
+        // Any thread: only hop to the main thread, where every decision is made.
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [self, target] {
+                if (self) self->scheduleExternalDirectoryRefresh(target);
+            },
+            Qt::QueuedConnection);
+    });
+    if (directoryWatchToken_) watchedURL_ = target;
+    emit watchChanged();
+}
+
+void FilePaneStore::cancelWatching()
+{
+    if (directoryWatchToken_) directoryWatchToken_->cancel();
+    directoryWatchToken_.reset();
+    watchedURL_.reset();
+}
+
+void FilePaneStore::scheduleExternalDirectoryRefresh(const QString& url)
+{
+    if (url != currentURL_ || activeNavigationLoadGeneration_) return;
+    directoryRefreshTask_.cancel();
+    TaskHandle task = TaskHandle::make();
+    directoryRefreshTask_ = task;
+    const int delay = int((directoryRefreshDebounceNanoseconds_ + 999'999) / 1'000'000);
+    QTimer::singleShot(delay, this, [this, task, url] {
+        if (task.isCancelled()) return;
+        if (directoryRefreshTask_ == task) directoryRefreshTask_ = {};
+        if (currentURL_ != url || activeNavigationLoadGeneration_) return;
+        if (services_.clock->uptimeNanoseconds() < suppressWatcherEchoUntilNanos_) return;
+        startLoad(currentURL_);
+    });
+}
+
+void FilePaneStore::commitFolderSnapshot(FileEntryList entries, bool /*preserveExistingStates*/)
+{
+    const bool committing = isCommittingFolderSnapshot_;
+    isCommittingFolderSnapshot_ = true;
+    applyResolvedFolderViewState();
+    setEntries(std::move(entries));
+    resortEntries();
+    isCommittingFolderSnapshot_ = committing;
+    notifyRestorableStateChanged();
+}

@@ -1,0 +1,367 @@
+#include "State/VelmoStore.h"
+
+#include "PathKit/FilePaths.h"
+#include "Services/DirectoryListingService.h"
+#include "Services/InotifyDirectoryWatcher.h"
+#include "Services/SystemFileOpeningService.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+#include <algorithm>
+#include <sys/stat.h>
+
+namespace {
+
+const QString kShowHiddenFilesKey = QStringLiteral("velmo.files.showHiddenFiles");
+const QString kSidebarVisibleKey = QStringLiteral("velmo.layout.isSidebarVisible");
+const QString kSidebarWidthKey = QStringLiteral("velmo.layout.sidebarWidth");
+const QString kBottomInspectorHeightKey = QStringLiteral("velmo.layout.bottomInspectorHeight");
+const QString kDefaultFolderPathKey = QStringLiteral("velmo.defaultFolderPath");
+
+bool isFolder(const QString& path)
+{
+    struct stat st {};
+    return ::stat(FilePaths::toNative(path).constData(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+} // namespace
+
+VelmoStore::VelmoStore(VelmoStoreDependencies dependencies, QObject* parent)
+    : QObject(parent), dependencies_(std::move(dependencies))
+{
+    auto& d = dependencies_;
+    if (!d.listingServiceFactory)
+        d.listingServiceFactory = [](PaneID) { return std::make_shared<DirectoryListingService>(); };
+    if (!d.fileOpeningServiceFactory)
+        d.fileOpeningServiceFactory = [](PaneID) { return std::make_shared<SystemFileOpeningService>(); };
+    if (!d.directoryWatcherFactory) {
+        // One inotify instance serves every pane.
+        auto watcher = std::make_shared<InotifyDirectoryWatcher>();
+        d.directoryWatcherFactory = [watcher](PaneID) { return watcher; };
+    }
+    if (!d.fileTransferServiceFactory) d.fileTransferServiceFactory = [](PaneID) { return nullptr; };
+
+    const DefaultsStore& defaults = *d.defaults;
+    isSidebarVisible_ = defaults.boolValue(kSidebarVisibleKey, true);
+    sidebarWidth_ = std::clamp(defaults.doubleValue(kSidebarWidthKey, 220), 160.0, 360.0);
+    bottomInspectorHeight_ = std::clamp(defaults.doubleValue(kBottomInspectorHeightKey, 210), 150.0, 340.0);
+    showHiddenFiles_ = defaults.boolValue(kShowHiddenFilesKey, false);
+
+    const QString folder = restorableFolder(defaultFolderURL(), systemDefaultFolderURL());
+    // Folders named on the command line are where the first tab starts, even
+    // when they can't be read: the pane then says why.
+    const QStringList& initial = d.initialFolders;
+    const QString left = initial.isEmpty() ? folder : FilePaths::standardized(initial[0]);
+    const QString right = initial.size() > 1 ? FilePaths::standardized(initial[1]) : left;
+    auto tab = std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Browser {makeBrowserPanes(left, right)});
+    activeTabID_ = tab->id();
+    tabs_.push_back(std::move(tab));
+}
+
+VelmoStore::~VelmoStore()
+{
+    teardown();
+}
+
+std::unique_ptr<VelmoStore> VelmoStore::live(std::shared_ptr<DefaultsStore> defaults, const QStringList& initialFolders)
+{
+    VelmoStoreDependencies dependencies;
+    dependencies.defaults = std::move(defaults);
+    dependencies.initialFolders = initialFolders;
+    auto store = std::make_unique<VelmoStore>(std::move(dependencies));
+    return store;
+}
+
+// ---------------------------------------------------------------- folders
+
+QString VelmoStore::systemDefaultFolderURL()
+{
+    QString downloads = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation);
+    if (!downloads.isEmpty() && isFolder(downloads)) return FilePaths::standardized(downloads);
+    return FilePaths::standardized(QDir::homePath());
+}
+
+QString VelmoStore::defaultFolderURL() const
+{
+    if (!dependencies_.defaultFolderURL.isEmpty()) return dependencies_.defaultFolderURL;
+    const QString stored = dependencies_.defaults->stringValue(kDefaultFolderPathKey);
+    if (!stored.isEmpty()) return FilePaths::standardized(stored);
+    return systemDefaultFolderURL();
+}
+
+QString VelmoStore::restorableFolder(const QString& path, const QString& fallbackFolderURL)
+{
+    if (!path.isEmpty() && isFolder(path)) return FilePaths::standardized(path);
+    if (!fallbackFolderURL.isEmpty() && isFolder(fallbackFolderURL)) return FilePaths::standardized(fallbackFolderURL);
+    return FilePaths::standardized(systemDefaultFolderURL());
+}
+
+// ---------------------------------------------------------------- tabs
+
+std::unique_ptr<FilePaneStore> VelmoStore::makePane(PaneID id, const QString& folder, const FilePaneServices& services)
+{
+    FilePaneStore::Configuration configuration;
+    configuration.folderURL = folder;
+    configuration.showHiddenFiles = showHiddenFiles_;
+    configuration.directoryRefreshDebounceNanoseconds = dependencies_.directoryRefreshDebounceNanoseconds;
+    return std::make_unique<FilePaneStore>(id, services, configuration);
+}
+
+std::unique_ptr<BrowserPanes> VelmoStore::makeBrowserPanes(const QString& leftFolder, const QString& rightFolder)
+{
+    FilePaneServices left, right;
+    left.listing = dependencies_.listingServiceFactory(PaneID::left);
+    right.listing = dependencies_.listingServiceFactory(PaneID::right);
+    left.opening = dependencies_.fileOpeningServiceFactory(PaneID::left);
+    right.opening = dependencies_.fileOpeningServiceFactory(PaneID::right);
+    left.transfer = dependencies_.fileTransferServiceFactory(PaneID::left);
+    right.transfer = dependencies_.fileTransferServiceFactory(PaneID::right);
+    left.watcher = dependencies_.directoryWatcherFactory(PaneID::left);
+    right.watcher = dependencies_.directoryWatcherFactory(PaneID::right);
+    left.clock = right.clock = dependencies_.clock;
+    auto panes = std::make_unique<BrowserPanes>(makePane(PaneID::left, leftFolder, left),
+                                                makePane(PaneID::right, rightFolder, right));
+    connect(panes.get(), &BrowserPanes::activePaneChanged, this, &VelmoStore::activePaneChanged);
+    return panes;
+}
+
+WindowTab* VelmoStore::tab(const QUuid& id) const
+{
+    for (const auto& tab : tabs_)
+        if (tab->id() == id) return tab.get();
+    return nullptr;
+}
+
+int VelmoStore::indexOfTab(const QUuid& id) const
+{
+    for (std::size_t i = 0; i < tabs_.size(); ++i)
+        if (tabs_[i]->id() == id) return int(i);
+    return -1;
+}
+
+WindowTab* VelmoStore::activeTab() const
+{
+    if (auto* found = tab(activeTabID_)) return found;
+    return tabs_.empty() ? nullptr : tabs_.front().get();
+}
+
+void VelmoStore::setActiveTabID(const QUuid& id)
+{
+    if (activeTabID_ == id) return;
+    activeTabID_ = id;
+    emit activeTabChanged();
+    emit activePaneChanged();
+}
+
+void VelmoStore::appendAndActivate(std::unique_ptr<WindowTab> tab)
+{
+    const QUuid id = tab->id();
+    tabs_.push_back(std::move(tab));
+    emit tabsChanged();
+    setActiveTabID(id);
+}
+
+WindowTab* VelmoStore::addTab()
+{
+    const QString folder = restorableFolder(defaultFolderURL(), systemDefaultFolderURL());
+    auto panes = makeBrowserPanes(folder, folder);
+    seedEntriesFromLoadedPane(panes->leftPane());
+    seedEntriesFromLoadedPane(panes->rightPane());
+    auto* left = panes->leftPane();
+    auto* right = panes->rightPane();
+    auto tab = std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Browser {std::move(panes)});
+    WindowTab* added = tab.get();
+    appendAndActivate(std::move(tab));
+    left->startLoad(left->currentURL());
+    right->startLoad(right->currentURL());
+    return added;
+}
+
+WindowTab* VelmoStore::openSettingsTab()
+{
+    for (const auto& tab : tabs_)
+        if (tab->isSettings()) {
+            selectTab(tab->id());
+            return tab.get();
+        }
+    auto tab = std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Settings {});
+    WindowTab* added = tab.get();
+    appendAndActivate(std::move(tab));
+    return added;
+}
+
+void VelmoStore::selectTab(const QUuid& id)
+{
+    if (id == activeTabID_ || !tab(id)) return;
+    setActiveTabID(id);
+}
+
+void VelmoStore::moveTab(const QUuid& id, int toIndex)
+{
+    const int from = indexOfTab(id);
+    if (from < 0) return;
+    const int target = std::clamp(toIndex, 0, int(tabs_.size()) - 1);
+    if (target == from) return;
+    auto moving = std::move(tabs_[from]);
+    tabs_.erase(tabs_.begin() + from);
+    tabs_.insert(tabs_.begin() + target, std::move(moving));
+    emit tabsChanged();
+}
+
+TabCloseResult VelmoStore::closeTab(const QUuid& id)
+{
+    const int index = indexOfTab(id);
+    if (index < 0) return TabCloseResult::notFound;
+    if (tabs_.size() < 2) return TabCloseResult::lastTab;
+    const bool wasActive = activeTab() && activeTab()->id() == id;
+    std::unique_ptr<WindowTab> closing = std::move(tabs_[index]);
+    closing->teardown();
+    tabs_.erase(tabs_.begin() + index);
+    if (wasActive) {
+        const int next = std::min(index, int(tabs_.size()) - 1);
+        activeTabID_ = tabs_[next]->id();
+    }
+    emit tabsChanged();
+    if (wasActive) {
+        emit activeTabChanged();
+        emit activePaneChanged();
+    }
+    // Views may still hold the tab's panes until they hear of the change.
+    closing.release()->deleteLater();
+    return TabCloseResult::closed;
+}
+
+void VelmoStore::seedEntriesFromLoadedPane(FilePaneStore* pane)
+{
+    if (!pane->entries().empty()) return;
+    for (FilePaneStore* other : allBrowserPanes()) {
+        if (!other->entries().empty() && other->currentURL() == pane->currentURL()) {
+            pane->seedEntries(other->entries(), other->sortedEntries(), other->visibleEntries(), other->treeRows());
+            return;
+        }
+    }
+}
+
+// ---------------------------------------------------------------- panes
+
+std::vector<FilePaneStore*> VelmoStore::allBrowserPanes() const
+{
+    std::vector<FilePaneStore*> panes;
+    for (const auto& tab : tabs_)
+        if (auto* browser = tab->browserPanes()) {
+            panes.push_back(browser->leftPane());
+            panes.push_back(browser->rightPane());
+        }
+    return panes;
+}
+
+BrowserPanes* VelmoStore::anyBrowserPanes() const
+{
+    if (auto* active = activeTab(); active && active->browserPanes()) return active->browserPanes();
+    for (const auto& tab : tabs_)
+        if (auto* panes = tab->browserPanes()) return panes;
+    return nullptr;
+}
+
+const std::pair<std::unique_ptr<FilePaneStore>, std::unique_ptr<FilePaneStore>>& VelmoStore::emergencyPanes()
+{
+    if (!emergencyPanes_.first) {
+        const QString folder = restorableFolder(defaultFolderURL(), systemDefaultFolderURL());
+        auto panes = makeBrowserPanes(folder, folder);
+        // Never attached, loaded or saved: only so that pane() always has an answer.
+        emergencyPanes_.first = makePane(PaneID::left, folder, panes->leftPane()->services());
+        emergencyPanes_.second = makePane(PaneID::right, folder, panes->rightPane()->services());
+    }
+    return emergencyPanes_;
+}
+
+FilePaneStore* VelmoStore::pane(PaneID id)
+{
+    if (auto* panes = anyBrowserPanes()) return panes->pane(id);
+    const auto& emergency = emergencyPanes();
+    return id == PaneID::left ? emergency.first.get() : emergency.second.get();
+}
+
+PaneID VelmoStore::activePaneID() const
+{
+    if (auto* panes = anyBrowserPanes()) return panes->activePaneID();
+    return PaneID::left;
+}
+
+void VelmoStore::activate(PaneID id)
+{
+    if (activePaneID() == id) return;
+    if (auto* active = activeTab(); active && active->browserPanes()) active->browserPanes()->setActivePaneID(id);
+}
+
+void VelmoStore::loadInitialPanes()
+{
+    if (didLoadInitialPanes_) return;
+    didLoadInitialPanes_ = true;
+    for (FilePaneStore* pane : allBrowserPanes())
+        if (pane->loadState().kind == FilePaneLoadState::Kind::idle) pane->startLoad(pane->currentURL());
+}
+
+void VelmoStore::goBackInActivePane()
+{
+    if (auto* active = activeTab(); active && active->browserPanes()) active->browserPanes()->activePane()->goBack();
+}
+
+void VelmoStore::goForwardInActivePane()
+{
+    if (auto* active = activeTab(); active && active->browserPanes()) active->browserPanes()->activePane()->goForward();
+}
+
+void VelmoStore::enterFolderInActivePane()
+{
+    if (auto* active = activeTab(); active && active->browserPanes()) active->browserPanes()->activePane()->enterFolder();
+}
+
+void VelmoStore::goUpInPane(PaneID id)
+{
+    auto* active = activeTab();
+    if (!active || !active->browserPanes()) return;
+    FilePaneStore* target = active->browserPanes()->pane(id);
+    if (FilePaths::parent(target->currentURL()) == target->currentURL()) return;
+    target->goUp();
+}
+
+// ---------------------------------------------------------------- settings
+
+void VelmoStore::setShowHiddenFiles(bool show)
+{
+    if (showHiddenFiles_ == show) return;
+    showHiddenFiles_ = show;
+    dependencies_.defaults->setValue(kShowHiddenFilesKey, show);
+    for (FilePaneStore* pane : allBrowserPanes())
+        if (pane->showHiddenFiles() != show) pane->setShowHiddenFiles(show);
+    emit showHiddenFilesChanged();
+}
+
+void VelmoStore::updateSidebarWidth(double width, bool persist)
+{
+    if (width <= 0) return;
+    const double clamped = std::clamp(width, 160.0, 360.0);
+    if (std::abs(clamped - sidebarWidth_) < 0.5 && !persist) return;
+    sidebarWidth_ = clamped;
+    if (persist) dependencies_.defaults->setValue(kSidebarWidthKey, clamped);
+    emit sidebarChanged();
+}
+
+void VelmoStore::updateBottomInspectorHeight(double height, bool persist)
+{
+    if (height <= 0) return;
+    const double clamped = std::clamp(height, 150.0, 340.0);
+    if (std::abs(clamped - bottomInspectorHeight_) < 0.5 && !persist) return;
+    bottomInspectorHeight_ = clamped;
+    if (persist) dependencies_.defaults->setValue(kBottomInspectorHeightKey, clamped);
+}
+
+void VelmoStore::teardown()
+{
+    if (didTeardown_) return;
+    didTeardown_ = true;
+    for (const auto& tab : tabs_) tab->teardown();
+}

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "State/WindowTab.h"
+#include "Support/DefaultsStore.h"
+
+#include <QObject>
+#include <QUuid>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+// What the application store is built from; every service comes through a
+// factory, so a store can be built without touching the file system.
+struct VelmoStoreDependencies {
+    std::shared_ptr<DefaultsStore> defaults;
+    std::function<std::shared_ptr<DirectoryListingProviding>(PaneID)> listingServiceFactory;
+    std::function<std::shared_ptr<FileOpeningProviding>(PaneID)> fileOpeningServiceFactory;
+    std::function<std::shared_ptr<FileTransferProviding>(PaneID)> fileTransferServiceFactory;
+    std::function<std::shared_ptr<DirectoryWatchProviding>(PaneID)> directoryWatcherFactory;
+    std::shared_ptr<MonotonicClock> clock = MonotonicClock::system();
+    // The folder new tabs open in; empty means the user's default.
+    QString defaultFolderURL;
+    quint64 directoryRefreshDebounceNanoseconds = 250'000'000;
+    // The first tab's left and right folders, when given (command line).
+    QStringList initialFolders;
+};
+
+// The application's state: the window's tabs, the active one, and the settings
+// that every pane shares. Lives on the main thread.
+class VelmoStore : public QObject {
+    Q_OBJECT
+
+public:
+    explicit VelmoStore(VelmoStoreDependencies dependencies, QObject* parent = nullptr);
+    ~VelmoStore() override;
+
+    // The store of the running program, on the real file system and settings.
+    static std::unique_ptr<VelmoStore> live(std::shared_ptr<DefaultsStore> defaults, const QStringList& initialFolders = {});
+
+    // --- tabs ---
+    const std::vector<std::unique_ptr<WindowTab>>& tabs() const { return tabs_; }
+    const QUuid& activeTabID() const { return activeTabID_; }
+    WindowTab* activeTab() const;
+    WindowTab* tab(const QUuid& id) const;
+    int indexOfTab(const QUuid& id) const;
+    WindowTab* addTab();
+    WindowTab* openSettingsTab();
+    void selectTab(const QUuid& id);
+    void moveTab(const QUuid& id, int toIndex);
+    TabCloseResult closeTab(const QUuid& id);
+
+    // --- panes ---
+    BrowserPanes* anyBrowserPanes() const;
+    FilePaneStore* pane(PaneID id);
+    PaneID activePaneID() const;
+    void activate(PaneID id);
+    void loadInitialPanes();
+    void goBackInActivePane();
+    void goForwardInActivePane();
+    void enterFolderInActivePane();
+    void goUpInPane(PaneID id);
+
+    // --- shared settings ---
+    bool showHiddenFiles() const { return showHiddenFiles_; }
+    void setShowHiddenFiles(bool show);
+    bool isSidebarVisible() const { return isSidebarVisible_; }
+    double sidebarWidth() const { return sidebarWidth_; }
+    double bottomInspectorHeight() const { return bottomInspectorHeight_; }
+    void updateSidebarWidth(double width, bool persist);
+    void updateBottomInspectorHeight(double height, bool persist);
+    QString defaultFolderURL() const;
+    static QString systemDefaultFolderURL();
+    static QString restorableFolder(const QString& path, const QString& fallbackFolderURL);
+
+    void teardown();
+
+signals:
+    void tabsChanged();
+    void activeTabChanged();
+    void activePaneChanged();
+    void showHiddenFilesChanged();
+    void sidebarChanged();
+
+private:
+    std::unique_ptr<BrowserPanes> makeBrowserPanes(const QString& leftFolder, const QString& rightFolder);
+    std::unique_ptr<FilePaneStore> makePane(PaneID id, const QString& folder, const FilePaneServices& services);
+    void appendAndActivate(std::unique_ptr<WindowTab> tab);
+    void setActiveTabID(const QUuid& id);
+    void seedEntriesFromLoadedPane(FilePaneStore* pane);
+    std::vector<FilePaneStore*> allBrowserPanes() const;
+    const std::pair<std::unique_ptr<FilePaneStore>, std::unique_ptr<FilePaneStore>>& emergencyPanes();
+
+    VelmoStoreDependencies dependencies_;
+    std::vector<std::unique_ptr<WindowTab>> tabs_;
+    QUuid activeTabID_;
+    bool showHiddenFiles_ = false;
+    bool isSidebarVisible_ = true;
+    double sidebarWidth_ = 220;
+    double bottomInspectorHeight_ = 210;
+    std::pair<std::unique_ptr<FilePaneStore>, std::unique_ptr<FilePaneStore>> emergencyPanes_;
+    bool didLoadInitialPanes_ = false;
+    bool didTeardown_ = false;
+};

@@ -1,0 +1,38 @@
+#include "State/WindowTab.h"
+
+#include "PathKit/FilePaths.h"
+#include "Support/VolumeNames.h"
+
+WindowTab::WindowTab(QUuid id, Kind kind, QObject* parent) : QObject(parent), id_(id), kind_(std::move(kind))
+{
+    if (auto* panes = browserPanes()) {
+        connect(panes, &BrowserPanes::activePaneChanged, this, &WindowTab::titleChanged);
+        for (auto* pane : {panes->leftPane(), panes->rightPane()})
+            connect(pane, &FilePaneStore::currentURLChanged, this, &WindowTab::titleChanged);
+    }
+}
+
+BrowserPanes* WindowTab::browserPanes() const
+{
+    if (auto* browser = std::get_if<Browser>(&kind_)) return browser->panes.get();
+    return nullptr;
+}
+
+QString WindowTab::title() const
+{
+    if (auto* panes = browserPanes()) {
+        const QString url = panes->activePane()->currentURL();
+        const QString name = FilePaths::lastComponent(url);
+        if (name.isEmpty() || name == u"/") return VolumeNames::rootVolumeName();
+        return FilePaths::displayName(name);
+    }
+    return QStringLiteral("Settings");
+}
+
+void WindowTab::teardown()
+{
+    if (auto* panes = browserPanes()) {
+        panes->leftPane()->teardown();
+        panes->rightPane()->teardown();
+    }
+}

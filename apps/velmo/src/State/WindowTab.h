@@ -1,0 +1,40 @@
+#pragma once
+
+#include "State/BrowserPanes.h"
+
+#include <QObject>
+#include <QUuid>
+
+#include <memory>
+#include <variant>
+
+// One tab of the window: two browsing panes, or a work surface.
+class WindowTab : public QObject {
+    Q_OBJECT
+
+public:
+    struct Browser {
+        std::unique_ptr<BrowserPanes> panes;
+    };
+    struct Settings { };
+    using Kind = std::variant<Browser, Settings>;
+
+    WindowTab(QUuid id, Kind kind, QObject* parent = nullptr);
+
+    const QUuid& id() const { return id_; }
+    BrowserPanes* browserPanes() const;
+    bool isBrowser() const { return browserPanes() != nullptr; }
+    bool isSettings() const { return std::holds_alternative<Settings>(kind_); }
+    QString title() const;
+    void teardown();
+
+signals:
+    // The title may have changed (the active pane moved to another folder).
+    void titleChanged();
+
+private:
+    QUuid id_;
+    Kind kind_;
+};
+
+enum class TabCloseResult { closed, lastTab, notFound };

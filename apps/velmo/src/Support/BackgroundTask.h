@@ -1,0 +1,53 @@
+#pragma once
+
+#include "Support/TaskHandle.h"
+
+#include <QCoreApplication>
+#include <QMetaObject>
+#include <QObject>
+#include <QPointer>
+#include <QThreadPool>
+
+#include <type_traits>
+#include <utility>
+
+// The one way Velmo runs work off the main thread:
+//   work(std::stop_token) runs on `pool`; its result comes back by value to
+//   done(result) on `context`'s thread. The continuation is dropped when the task
+//   was cancelled or `context` has gone, so late results never land.
+namespace BackgroundTask {
+
+template <typename Work, typename Done>
+TaskHandle run(QThreadPool* pool, QObject* context, Work work, Done done, TaskHandle handle = TaskHandle::make())
+{
+    QPointer<QObject> guard(context);
+    pool->start([handle, guard, work = std::move(work), done = std::move(done)]() mutable {
+        if (handle.isCancelled()) return;
+        auto result = work(handle.token());
+        if (handle.isCancelled() || !guard) return;
+        // Post to the application object, which outlives every context: posting to
+        // `context` itself would race with its deletion on the main thread.
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [handle, guard, done = std::move(done), result = std::move(result)]() mutable {
+                if (handle.isCancelled() || !guard) return;
+                done(std::move(result));
+            },
+            Qt::QueuedConnection);
+    });
+    return handle;
+}
+
+// Runs `fn` on `context`'s thread later, unless the handle is cancelled first.
+template <typename Fn>
+void post(QObject* context, const TaskHandle& handle, Fn fn)
+{
+    QMetaObject::invokeMethod(
+        context,
+        [handle, fn = std::move(fn)]() mutable {
+            if (!handle.isCancelled()) fn();
+        },
+        Qt::QueuedConnection);
+}
+
+} // namespace BackgroundTask

@@ -1,0 +1,207 @@
+#include "Views/FilePaneTableModel.h"
+
+#include "Models/FilePaneSizeDisplay.h"
+#include "PathKit/FilePaths.h"
+#include "State/FilePaneStore.h"
+#include "Support/VelmoFormatters.h"
+
+#include <QApplication>
+#include <QStyle>
+
+FilePaneTableModel::FilePaneTableModel(FilePaneStore* store, QObject* parent)
+    : QAbstractTableModel(parent), store_(store),
+      columns_ {FileEntrySortColumn::name, FileEntrySortColumn::size, FileEntrySortColumn::modified,
+                FileEntrySortColumn::kind}
+{
+    rows_ = store->treeRows();
+    rebuildIndex();
+    connect(store, &FilePaneStore::rowsChanged, this, &FilePaneTableModel::applyRows);
+}
+
+int FilePaneTableModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : int(rows_.size());
+}
+
+int FilePaneTableModel::columnCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : int(columns_.size());
+}
+
+const FilePaneRow* FilePaneTableModel::row(int index) const
+{
+    if (index < 0 || index >= int(rows_.size())) return nullptr;
+    return &rows_[index];
+}
+
+int FilePaneTableModel::rowOfEntry(const QString& id) const
+{
+    return rowByID_.value(id, -1);
+}
+
+FileEntrySortColumn FilePaneTableModel::sortColumnOfSection(int section) const
+{
+    return columns_.at(section);
+}
+
+int FilePaneTableModel::sectionOfSortColumn(FileEntrySortColumn column) const
+{
+    for (std::size_t i = 0; i < columns_.size(); ++i)
+        if (columns_[i] == column) return int(i);
+    return -1;
+}
+
+QVariant FilePaneTableModel::data(const QModelIndex& index, int role) const
+{
+    const FilePaneRow* r = row(index.row());
+    if (!r) return {};
+    const FileEntry& entry = *r->entry;
+    switch (role) {
+    case Qt::DisplayRole:
+        return display(entry, index.column());
+    case Qt::DecorationRole:
+        return index.column() == 0 ? QVariant(icon(entry)) : QVariant();
+    case Qt::ToolTipRole:
+        return index.column() == 0 ? QVariant(FilePaths::displayName(entry.id)) : QVariant();
+    case Qt::TextAlignmentRole:
+        if (columns_[index.column()] == FileEntrySortColumn::size)
+            return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
+        return {};
+    case Qt::ForegroundRole:
+        if (entry.isHidden) return QApplication::palette().color(QPalette::Disabled, QPalette::Text);
+        return {};
+    case EntryIDRole:
+        return entry.id;
+    default:
+        return {};
+    }
+}
+
+QVariant FilePaneTableModel::display(const FileEntry& entry, int column) const
+{
+    switch (columns_[column]) {
+    case FileEntrySortColumn::name: return FilePaths::displayName(entry.name);
+    case FileEntrySortColumn::size: return FilePaneSizeDisplay::value(entry);
+    case FileEntrySortColumn::modified: return VelmoFormatters::date(entry.modificationDate);
+    case FileEntrySortColumn::kind: return entry.localizedKind.value_or(QStringLiteral("--"));
+    default: return {};
+    }
+}
+
+QIcon FilePaneTableModel::icon(const FileEntry& entry) const
+{
+    static const QIcon folder = QApplication::style()->standardIcon(QStyle::SP_DirIcon);
+    static const QIcon file = QApplication::style()->standardIcon(QStyle::SP_FileIcon);
+    static const QIcon folderLink = QApplication::style()->standardIcon(QStyle::SP_DirLinkIcon);
+    static const QIcon fileLink = QApplication::style()->standardIcon(QStyle::SP_FileLinkIcon);
+    if (entry.isSymbolicLink) return entry.resolvedIsDirectory ? folderLink : fileLink;
+    return entry.isDirectory ? folder : file;
+}
+
+QVariant FilePaneTableModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 || section >= int(columns_.size()))
+        return {};
+    switch (columns_[section]) {
+    case FileEntrySortColumn::name: return QStringLiteral("Name");
+    case FileEntrySortColumn::size: return QStringLiteral("Size");
+    case FileEntrySortColumn::modified: return QStringLiteral("Modified");
+    case FileEntrySortColumn::kind: return QStringLiteral("Kind");
+    default: return {};
+    }
+}
+
+void FilePaneTableModel::rebuildIndex()
+{
+    rowByID_.clear();
+    rowByID_.reserve(qsizetype(rows_.size()));
+    for (std::size_t i = 0; i < rows_.size(); ++i) rowByID_.insert(rows_[i].entry->id, int(i));
+}
+
+void FilePaneTableModel::applyRows()
+{
+    if (!store_) return;
+    const std::vector<FilePaneRow>& next = store_->treeRows();
+    counts_ = {};
+    if (rows_.empty() || next.empty()) {
+        if (rows_.empty() && next.empty()) return;
+        beginResetModel();
+        rows_ = next;
+        rebuildIndex();
+        endResetModel();
+        counts_.resets = 1;
+        return;
+    }
+
+    QSet<QString> nextIDs;
+    nextIDs.reserve(qsizetype(next.size()));
+    for (const auto& r : next) nextIDs.insert(r.entry->id);
+
+    // Removals, bottom up in runs, so earlier indexes stay valid.
+    for (int i = int(rows_.size()) - 1; i >= 0;) {
+        if (nextIDs.contains(rows_[i].entry->id)) {
+            --i;
+            continue;
+        }
+        int first = i;
+        while (first > 0 && !nextIDs.contains(rows_[first - 1].entry->id)) --first;
+        beginRemoveRows({}, first, i);
+        rows_.erase(rows_.begin() + first, rows_.begin() + i + 1);
+        endRemoveRows();
+        counts_.removed += i - first + 1;
+        i = first - 1;
+    }
+    rebuildIndex();
+
+    // What is left must keep its relative order for inserts to line up with `next`.
+    std::vector<int> positions;
+    positions.reserve(rows_.size());
+    for (const auto& r : next)
+        if (auto it = rowByID_.constFind(r.entry->id); it != rowByID_.constEnd()) positions.push_back(*it);
+    const bool sameOrder = std::is_sorted(positions.begin(), positions.end());
+
+    if (!sameOrder) {
+        emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+        const QModelIndexList persistent = persistentIndexList();
+        QList<QString> persistentIDs;
+        for (const QModelIndex& index : persistent) persistentIDs.append(rows_[index.row()].entry->id);
+        rows_ = next;
+        rebuildIndex();
+        QModelIndexList moved;
+        for (qsizetype i = 0; i < persistent.size(); ++i) {
+            const int r = rowByID_.value(persistentIDs[i], -1);
+            moved.append(r < 0 ? QModelIndex() : index(r, persistent[i].column()));
+        }
+        changePersistentIndexList(persistent, moved);
+        emit layoutChanged({}, QAbstractItemModel::VerticalSortHint);
+        counts_.layouts = 1;
+        return;
+    }
+
+    // Insertions in runs, top down.
+    for (int i = 0; i < int(next.size());) {
+        if (rowByID_.contains(next[i].entry->id)) {
+            ++i;
+            continue;
+        }
+        int last = i;
+        while (last + 1 < int(next.size()) && !rowByID_.contains(next[last + 1].entry->id)) ++last;
+        beginInsertRows({}, i, last);
+        rows_.insert(rows_.begin() + i, next.begin() + i, next.begin() + last + 1);
+        endInsertRows();
+        counts_.inserted += last - i + 1;
+        for (int k = i; k <= last; ++k) rowByID_.insert(next[k].entry->id, k);
+        i = last + 1;
+    }
+    rebuildIndex();
+
+    // Same ids in the same order now: only changed values become cell updates.
+    for (std::size_t i = 0; i < next.size(); ++i) {
+        const bool changed = !(rows_[i] == next[i]);
+        rows_[i] = next[i];
+        if (changed) {
+            emit dataChanged(index(int(i), 0), index(int(i), columnCount() - 1));
+            ++counts_.changed;
+        }
+    }
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Models/FileEntrySortColumn.h"
+#include "Models/FilePaneRow.h"
+
+#include <QAbstractTableModel>
+#include <QIcon>
+#include <QPointer>
+
+class FilePaneStore;
+
+// The pane's list as a table over the store's rows. A change of rows becomes row
+// removals, insertions and cell updates; only a new order is a layout change,
+// and an unchanged list touches nothing.
+class FilePaneTableModel : public QAbstractTableModel {
+    Q_OBJECT
+
+public:
+    enum Role { EntryIDRole = Qt::UserRole + 1 };
+
+    explicit FilePaneTableModel(FilePaneStore* store, QObject* parent = nullptr);
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+    const FilePaneRow* row(int index) const;
+    int rowOfEntry(const QString& id) const;
+    FileEntrySortColumn sortColumnOfSection(int section) const;
+    int sectionOfSortColumn(FileEntrySortColumn column) const;
+
+    // Counts of what the last update did, for tests and the state dump.
+    struct UpdateCounts {
+        int resets = 0;
+        int inserted = 0;
+        int removed = 0;
+        int changed = 0;
+        int layouts = 0;
+    };
+    const UpdateCounts& updateCounts() const { return counts_; }
+
+private:
+    void applyRows();
+    QVariant display(const FileEntry& entry, int column) const;
+    QIcon icon(const FileEntry& entry) const;
+    void rebuildIndex();
+
+    QPointer<FilePaneStore> store_;
+    std::vector<FilePaneRow> rows_;
+    QHash<QString, int> rowByID_;
+    std::vector<FileEntrySortColumn> columns_;
+    UpdateCounts counts_;
+};

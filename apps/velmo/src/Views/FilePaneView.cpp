@@ -1,0 +1,289 @@
+#include "Views/FilePaneView.h"
+
+#include "State/FilePaneStore.h"
+#include "State/VelmoStore.h"
+#include "Views/BreadcrumbBar.h"
+#include "Views/FilePaneTableModel.h"
+
+#include <QApplication>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QStackedWidget>
+#include <QStyle>
+#include <QTableView>
+#include <QTimer>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+FilePaneView::FilePaneView(VelmoStore* app, FilePaneStore* store, QWidget* parent)
+    : QWidget(parent), app_(app), store_(store), model_(new FilePaneTableModel(store, this))
+{
+    buildLayout();
+    connectStore();
+    updateLoadState();
+    updateHistoryButtons();
+    updateSortIndicator();
+    updateToast();
+    pushSelectionToView();
+}
+
+void FilePaneView::buildLayout()
+{
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(4, 4, 4, 4);
+    layout->setSpacing(4);
+
+    auto* bar = new QHBoxLayout;
+    bar->setSpacing(2);
+    auto makeButton = [this](QStyle::StandardPixmap icon, const QString& tip, const QString& name) {
+        auto* button = new QToolButton(this);
+        button->setIcon(style()->standardIcon(icon));
+        button->setToolTip(tip);
+        button->setAutoRaise(true);
+        button->setObjectName(name);
+        button->setFocusPolicy(Qt::NoFocus);
+        return button;
+    };
+    backButton_ = makeButton(QStyle::SP_ArrowBack, QStringLiteral("Back"), QStringLiteral("back"));
+    forwardButton_ = makeButton(QStyle::SP_ArrowForward, QStringLiteral("Forward"), QStringLiteral("forward"));
+    upButton_ = makeButton(QStyle::SP_ArrowUp, QStringLiteral("Parent Folder"), QStringLiteral("up"));
+    connect(backButton_, &QToolButton::clicked, this, [this] { store_->goBack(); });
+    connect(forwardButton_, &QToolButton::clicked, this, [this] { store_->goForward(); });
+    connect(upButton_, &QToolButton::clicked, this, [this] { store_->goUp(); });
+    bar->addWidget(backButton_);
+    bar->addWidget(forwardButton_);
+    bar->addWidget(upButton_);
+    breadcrumbs_ = new BreadcrumbBar(store_, this);
+    bar->addWidget(breadcrumbs_, 1);
+    loadingLabel_ = new QLabel(QStringLiteral("Loading…"), this);
+    loadingLabel_->setEnabled(false);
+    bar->addWidget(loadingLabel_);
+    filterField_ = new QLineEdit(this);
+    filterField_->setPlaceholderText(QStringLiteral("Filter"));
+    filterField_->setClearButtonEnabled(true);
+    filterField_->setMaximumWidth(180);
+    filterField_->setObjectName(QStringLiteral("filter"));
+    filterField_->installEventFilter(this);
+    connect(filterField_, &QLineEdit::textChanged, this, [this](const QString& text) {
+        if (store_) store_->setFilterText(text);
+    });
+    bar->addWidget(filterField_);
+    layout->addLayout(bar);
+
+    stack_ = new QStackedWidget(this);
+    table_ = new QTableView(stack_);
+    table_->setModel(model_);
+    table_->setObjectName(QStringLiteral("list"));
+    table_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table_->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    table_->setShowGrid(false);
+    table_->setWordWrap(false);
+    table_->setTextElideMode(Qt::ElideMiddle);
+    table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table_->setAlternatingRowColors(true);
+    table_->verticalHeader()->hide();
+    // Fixed heights: a table of 100,000 rows must never measure them.
+    table_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    table_->verticalHeader()->setDefaultSectionSize(table_->fontMetrics().height() + 6);
+    table_->horizontalHeader()->setSectionsClickable(true);
+    table_->horizontalHeader()->setSortIndicatorShown(true);
+    table_->horizontalHeader()->setHighlightSections(false);
+    table_->horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
+    table_->horizontalHeader()->setStretchLastSection(true);
+    table_->setColumnWidth(0, 280);
+    table_->setColumnWidth(1, 80);
+    table_->setColumnWidth(2, 140);
+    table_->installEventFilter(this);
+    stack_->addWidget(table_);
+    failureLabel_ = new QLabel(stack_);
+    failureLabel_->setObjectName(QStringLiteral("failure"));
+    failureLabel_->setAlignment(Qt::AlignCenter);
+    failureLabel_->setWordWrap(true);
+    failureLabel_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    stack_->addWidget(failureLabel_);
+    layout->addWidget(stack_, 1);
+
+    toastLabel_ = new QLabel(this);
+    toastLabel_->setObjectName(QStringLiteral("toast"));
+    toastLabel_->setWordWrap(true);
+    toastLabel_->setAlignment(Qt::AlignCenter);
+    toastLabel_->hide();
+
+    connect(table_->horizontalHeader(), &QHeaderView::sectionClicked, this, [this](int section) {
+        if (store_) store_->sort(model_->sortColumnOfSection(section));
+    });
+    connect(table_, &QTableView::doubleClicked, this, [this](const QModelIndex& index) {
+        if (const FilePaneRow* row = model_->row(index.row())) store_->open(*row->entry);
+    });
+    connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &FilePaneView::pullSelectionFromView);
+}
+
+void FilePaneView::connectStore()
+{
+    connect(store_, &FilePaneStore::loadStateChanged, this, &FilePaneView::updateLoadState);
+    connect(store_, &FilePaneStore::loadingChanged, this, &FilePaneView::updateLoadState);
+    connect(store_, &FilePaneStore::historyChanged, this, &FilePaneView::updateHistoryButtons);
+    connect(store_, &FilePaneStore::currentURLChanged, this, &FilePaneView::updateHistoryButtons);
+    connect(store_, &FilePaneStore::sortChanged, this, &FilePaneView::updateSortIndicator);
+    connect(store_, &FilePaneStore::toastChanged, this, &FilePaneView::updateToast);
+    connect(store_, &FilePaneStore::selectionChanged, this, &FilePaneView::pushSelectionToView);
+    connect(store_, &FilePaneStore::rowsChanged, this, &FilePaneView::pushSelectionToView);
+    connect(store_, &FilePaneStore::filterTextChanged, this, [this] {
+        if (filterField_->text() != store_->filterText()) filterField_->setText(store_->filterText());
+    });
+    connect(store_, &FilePaneStore::currentURLChanged, this, [this] { table_->scrollToTop(); });
+}
+
+void FilePaneView::focusList()
+{
+    table_->setFocus();
+}
+
+void FilePaneView::focusFilter()
+{
+    filterField_->setFocus();
+    filterField_->selectAll();
+}
+
+void FilePaneView::updateLoadState()
+{
+    const auto& state = store_->loadState();
+    loadingLabel_->setVisible(state.isLoading());
+    if (state.isFailed()) {
+        failureLabel_->setText(state.failureMessage);
+        stack_->setCurrentWidget(failureLabel_);
+    } else {
+        stack_->setCurrentWidget(table_);
+    }
+}
+
+void FilePaneView::updateHistoryButtons()
+{
+    backButton_->setEnabled(!store_->backStack().isEmpty());
+    forwardButton_->setEnabled(!store_->forwardStack().isEmpty());
+    upButton_->setEnabled(store_->currentURL() != u"/");
+}
+
+void FilePaneView::updateSortIndicator()
+{
+    const int section = model_->sectionOfSortColumn(store_->sortColumn());
+    table_->horizontalHeader()->setSortIndicator(section,
+                                                 store_->sortAscending() ? Qt::AscendingOrder : Qt::DescendingOrder);
+}
+
+void FilePaneView::updateToast()
+{
+    const auto& toast = store_->actionToast();
+    if (!toast) {
+        toastLabel_->hide();
+        return;
+    }
+    const bool error = toast->kind == ToastMessage::Kind::error;
+    toastLabel_->setText(toast->text);
+    toastLabel_->setProperty("kind", error ? "error" : "info");
+    toastLabel_->setStyleSheet(error ? QStringLiteral("background:#b3261e;color:white;border-radius:6px;padding:6px 12px;")
+                                     : QStringLiteral("background:#323232;color:white;border-radius:6px;padding:6px 12px;"));
+    placeToast();
+    toastLabel_->show();
+    toastLabel_->raise();
+}
+
+void FilePaneView::placeToast()
+{
+    const int width = std::min(this->width() - 24, 420);
+    toastLabel_->setFixedWidth(std::max(width, 120));
+    toastLabel_->adjustSize();
+    toastLabel_->move((this->width() - toastLabel_->width()) / 2, this->height() - toastLabel_->height() - 16);
+}
+
+void FilePaneView::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    if (toastLabel_->isVisible()) placeToast();
+}
+
+void FilePaneView::pushSelectionToView()
+{
+    if (syncingSelection_ || !store_) return;
+    const QSet<QString>& ids = store_->selectedEntryIDs();
+    std::vector<int> rows;
+    rows.reserve(ids.size());
+    for (const QString& id : ids)
+        if (int r = model_->rowOfEntry(id); r >= 0) rows.push_back(r);
+    std::sort(rows.begin(), rows.end());
+    QItemSelection selection;
+    for (std::size_t i = 0; i < rows.size();) {
+        std::size_t j = i;
+        while (j + 1 < rows.size() && rows[j + 1] == rows[j] + 1) ++j;
+        selection.select(model_->index(rows[i], 0), model_->index(rows[j], model_->columnCount() - 1));
+        i = j + 1;
+    }
+    if (selection == table_->selectionModel()->selection()) return;
+    syncingSelection_ = true;
+    table_->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    if (!rows.empty() && rows.size() == 1) {
+        const QModelIndex current = model_->index(rows.front(), 0);
+        table_->selectionModel()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
+        table_->scrollTo(current, QAbstractItemView::PositionAtCenter);
+    }
+    syncingSelection_ = false;
+}
+
+void FilePaneView::pullSelectionFromView()
+{
+    if (syncingSelection_ || !store_) return;
+    QSet<QString> ids;
+    for (const QItemSelectionRange& range : table_->selectionModel()->selection())
+        for (int r = range.top(); r <= range.bottom(); ++r)
+            if (const FilePaneRow* row = model_->row(r)) ids.insert(row->entry->id);
+    syncingSelection_ = true;
+    store_->setSelectedEntryIDs(ids);
+    syncingSelection_ = false;
+}
+
+void FilePaneView::openCurrentRow()
+{
+    const FileEntryList selected = store_->selectedEntries();
+    if (!selected.empty()) {
+        store_->open(*selected.front());
+        return;
+    }
+    if (const FilePaneRow* row = model_->row(table_->currentIndex().row())) store_->open(*row->entry);
+}
+
+bool FilePaneView::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::FocusIn && app_ && store_) app_->activate(store_->id());
+    if (event->type() != QEvent::KeyPress) return QWidget::eventFilter(watched, event);
+    auto* key = static_cast<QKeyEvent*>(event);
+    if (watched == filterField_) {
+        // Down or Return from the filter goes to the list; Escape clears the filter.
+        if (key->key() == Qt::Key_Down || key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+            table_->setFocus();
+            if (!table_->currentIndex().isValid() && model_->rowCount() > 0)
+                table_->setCurrentIndex(model_->index(0, 0));
+            return true;
+        }
+        if (key->key() == Qt::Key_Escape) {
+            filterField_->clear();
+            table_->setFocus();
+            return true;
+        }
+        return false;
+    }
+    if (watched == table_ && key->modifiers() == Qt::NoModifier) {
+        if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+            openCurrentRow();
+            return true;
+        }
+        if (key->key() == Qt::Key_Backspace) {
+            store_->goUp();
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
+}

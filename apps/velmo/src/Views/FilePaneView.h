@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QPointer>
+#include <QWidget>
+
+class BreadcrumbBar;
+class FilePaneStore;
+class FilePaneTableModel;
+class QLabel;
+class QLineEdit;
+class QStackedWidget;
+class QTableView;
+class QToolButton;
+class VelmoStore;
+
+// One pane on screen: navigation buttons and the path, the name filter, the list
+// (or the reason it can't be shown), and the pane's toast.
+class FilePaneView : public QWidget {
+    Q_OBJECT
+
+public:
+    FilePaneView(VelmoStore* app, FilePaneStore* store, QWidget* parent = nullptr);
+
+    FilePaneStore* store() const { return store_; }
+    QTableView* table() const { return table_; }
+    FilePaneTableModel* model() const { return model_; }
+    void focusList();
+    void focusFilter();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void buildLayout();
+    void connectStore();
+    void updateLoadState();
+    void updateHistoryButtons();
+    void updateSortIndicator();
+    void updateToast();
+    void pushSelectionToView();
+    void pullSelectionFromView();
+    void openCurrentRow();
+    void applyPendingScroll();
+    void placeToast();
+
+    QPointer<VelmoStore> app_;
+    QPointer<FilePaneStore> store_;
+    FilePaneTableModel* model_;
+    QToolButton* backButton_;
+    QToolButton* forwardButton_;
+    QToolButton* upButton_;
+    BreadcrumbBar* breadcrumbs_;
+    QLabel* loadingLabel_;
+    QLineEdit* filterField_;
+    QStackedWidget* stack_;
+    QTableView* table_;
+    QLabel* failureLabel_;
+    QLabel* toastLabel_;
+    bool syncingSelection_ = false;
+};

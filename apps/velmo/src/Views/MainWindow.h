@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QHash>
+#include <QMainWindow>
+#include <QPointer>
+#include <QUuid>
+
+class BrowserTabView;
+class FilePaneView;
+class QStackedWidget;
+class QTabBar;
+class VelmoStore;
+
+// The one window: the tab strip over the active tab's content.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+public:
+    explicit MainWindow(VelmoStore* store, QWidget* parent = nullptr);
+
+    QTabBar* tabBar() const { return tabBar_; }
+    BrowserTabView* activeBrowserView() const;
+    FilePaneView* activePaneView() const;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void buildCommands();
+    void syncTabs();
+    void syncActiveTab();
+    void updateTitles();
+    QWidget* contentFor(const QUuid& id);
+
+    QPointer<VelmoStore> store_;
+    QTabBar* tabBar_;
+    QStackedWidget* content_;
+    QHash<QUuid, QWidget*> contentByTab_;
+    bool syncing_ = false;
+};
