@@ -22,8 +22,11 @@ namespace {
 
 QCollator standardCollator()
 {
-    // Names sort as the file lists show them: digits by value, case ignored.
-    QCollator collator;
+    // Names sort as the file lists show them: digits by value, case ignored. The
+    // C locale collates by code point only, so it falls back to English rules.
+    QLocale locale;
+    if (locale.language() == QLocale::C) locale = QLocale(QLocale::English, QLocale::UnitedStates);
+    QCollator collator(locale);
     collator.setNumericMode(true);
     collator.setCaseSensitivity(Qt::CaseInsensitive);
     return collator;

@@ -1,0 +1,252 @@
+#include "TransferServiceTest.h"
+
+#include <cerrno>
+
+namespace {
+
+using TestTree::snapshot;
+
+class FileTransferCopyTest : public TransferServiceTest {
+protected:
+    // A folder whose plan holds `entryCount` entries: itself and its files.
+    QString folderWithEntries(const QString& name, int entryCount)
+    {
+        const QString folder = src(name);
+        TestTree::makeFolder(folder);
+        for (int index = 1; index < entryCount; ++index)
+            TestTree::writeFile(folder + QStringLiteral("/f%1").arg(index), QByteArray::number(index));
+        return folder;
+    }
+    std::vector<qint64> reportedCounts() const
+    {
+        std::vector<qint64> counts;
+        for (const auto& report : reports) counts.push_back(report.completedItemCount);
+        return counts;
+    }
+};
+
+TEST_F(FileTransferCopyTest, CopiesTreesExactlyWithOddNamesModesTimesAndLinks)
+{
+    TestTree::buildSampleTree(src("tree"));
+    TestTree::writeFile(src("-n"), "flag-like name", 0600);
+    const auto before = snapshot(source);
+
+    const auto result = copy({src("tree"), src("-n")});
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->createdURLs, QStringList({dst("tree"), dst("-n")}));
+    EXPECT_TRUE(result->skippedURLs.isEmpty());
+    EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
+    EXPECT_EQ(TestTree::differences(TestTree::part(before, "tree"), snapshot(dst("tree"))), "");
+    EXPECT_EQ(TestTree::differences(TestTree::part(before, "-n"), snapshot(dst("-n"))), "");
+    // Links were copied as links, targets untouched, never followed.
+    EXPECT_EQ(TestTree::linkTarget(dst("tree/sub/link-to-folder")), "nested");
+    EXPECT_EQ(TestTree::linkTarget(dst("tree/sub/dangling")), "/nonexistent/target");
+}
+
+TEST_F(FileTransferCopyTest, ConflictsTakeNumberedNamesAndNothingIsOverwritten)
+{
+    TestTree::makeFolder(src("tree"));
+    TestTree::writeFile(src("tree/inside"), "new");
+    TestTree::writeFile(src("a.txt"), "new");
+    TestTree::makeFolder(dst("tree"));
+    TestTree::writeFile(dst("tree/inside"), "old");
+    TestTree::writeFile(dst("a.txt"), "old");
+    const auto destinationBefore = snapshot(destination);
+
+    const auto result = copy({src("tree"), src("a.txt"), src("a.txt")});
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->createdURLs, QStringList({dst("tree 2"), dst("a 2.txt"), dst("a 3.txt")}));
+    EXPECT_EQ(TestTree::readFile(dst("tree/inside")), "old");
+    EXPECT_EQ(TestTree::readFile(dst("a.txt")), "old");
+    EXPECT_EQ(TestTree::readFile(dst("tree 2/inside")), "new");
+    EXPECT_EQ(TestTree::readFile(dst("a 3.txt")), "new");
+    for (const auto& [path, item] : destinationBefore) EXPECT_EQ(snapshot(destination).at(path), item);
+}
+
+TEST_F(FileTransferCopyTest, ANameTakenAfterPlanningIsPassedOverNotReplaced)
+{
+    TestTree::writeFile(src("a.txt"), "mine");
+    TestTree::makeFolder(src("dir"));
+    // Someone creates the planned names just before the copy creates them.
+    calls->beforeCall(Call::create, 1, [&] { TestTree::writeFile(dst("a.txt"), "theirs"); });
+    calls->beforeCall(Call::makeDirectory, 1, [&] { TestTree::writeFile(dst("dir"), "theirs too"); });
+
+    const auto result = copy({src("a.txt"), src("dir")});
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->createdURLs, QStringList({dst("a 2.txt"), dst("dir 2")}));
+    EXPECT_EQ(TestTree::readFile(dst("a.txt")), "theirs");
+    EXPECT_EQ(TestTree::readFile(dst("a 2.txt")), "mine");
+    EXPECT_EQ(TestTree::readFile(dst("dir")), "theirs too");
+}
+
+TEST_F(FileTransferCopyTest, ReportsTopLevelItemsForSeveralSourcesAndEntriesForOne)
+{
+    TestTree::writeFile(src("one"), "1");
+    TestTree::writeFile(src("two"), "2");
+
+    ASSERT_TRUE(copy({src("one")}).has_value());
+    EXPECT_EQ(reports, (std::vector<FileTransferProgress>{{0, 1, "one"}, {1, 1, "one"}}));
+
+    reports.clear();
+    ASSERT_TRUE(copy({src("one"), src("two")}).has_value());
+    EXPECT_EQ(reports, (std::vector<FileTransferProgress>{{0, 2, "one"}, {1, 2, "two"}, {2, 2, "two"}}));
+
+    reports.clear();
+    const auto empty = copy({});
+    ASSERT_TRUE(empty.has_value());
+    EXPECT_EQ(*empty, FileCopyResult{});
+    EXPECT_TRUE(reports.empty());
+}
+
+TEST_F(FileTransferCopyTest, ThrottlesEntryReportsToAHundredthOfThePlan)
+{
+    const QString big = folderWithEntries("big", 250);
+    ASSERT_TRUE(copy({big}).has_value());
+    std::vector<qint64> everySecond;
+    for (qint64 count = 0; count <= 250; count += 2) everySecond.push_back(count);
+    EXPECT_EQ(reportedCounts(), everySecond);
+    EXPECT_EQ(reports.front().currentItemName, "big");
+    EXPECT_EQ(reports.back().totalItemCount, 250);
+
+    for (int entryCount : {99, 100}) {
+        reports.clear();
+        ASSERT_TRUE(copy({folderWithEntries(QStringLiteral("n%1").arg(entryCount), entryCount)}).has_value());
+        EXPECT_EQ(qint64(reports.size()), entryCount + 1) << entryCount << " entries report every entry";
+    }
+}
+
+TEST_F(FileTransferCopyTest, SkipsWhatCannotBeReadOrCopiedAndStillSucceeds)
+{
+    TestTree::writeFile(src("unreadable"), "u");
+    TestTree::makeFolder(src("tree"));
+    TestTree::makeFifo(src("tree/pipe"));
+    TestTree::writeFile(src("tree/kept"), "k");
+    TestTree::writeFile(src("tree/locked"), "l");
+    calls->failPath(Call::open, "/unreadable", EACCES);
+    calls->failPath(Call::isReadable, "/unreadable", EACCES);
+    calls->failPath(Call::open, "/locked", EACCES);
+    calls->failPath(Call::isReadable, "/locked", EACCES);
+
+    const auto result = copy({src("unreadable"), src("tree"), scratch.path()});
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->createdURLs, QStringList({dst("tree")}));
+    // The scratch folder holds the destination: refused first, silently.
+    // Planning skips the pipe before copying finds the locked file.
+    EXPECT_EQ(result->skippedURLs,
+              QStringList({scratch.path(), src("unreadable"), src("tree/pipe"), src("tree/locked")}));
+    EXPECT_EQ(TestTree::childNames(destination), QStringList({"tree"}));
+    EXPECT_EQ(TestTree::childNames(dst("tree")), QStringList({"kept"}));
+}
+
+TEST_F(FileTransferCopyTest, APermissionErrorOnAReadableSourceFailsTheWholeBatch)
+{
+    TestTree::writeFile(src("first"), "1");
+    TestTree::writeFile(src("second"), "2");
+    calls->failPath(Call::create, "/second", EACCES); // the destination refuses, the source is fine
+
+    const auto result = copy({src("first"), src("second")});
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), systemError(EACCES, dst("second")));
+    EXPECT_TRUE(TestTree::childNames(destination).isEmpty());
+}
+
+TEST_F(FileTransferCopyTest, AStopBetweenSourcesKeepsTheFinishedOnes)
+{
+    TestTree::buildSampleTree(src("first"));
+    TestTree::buildSampleTree(src("second"));
+    const auto before = snapshot(source);
+    auto progress = [&](const FileTransferProgress& report) {
+        if (report.completedItemCount == 1) stop.request_stop();
+    };
+
+    const auto result = service.copyItems({src("first"), src("second")}, destination, stop.get_token(), progress);
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), FileTransferError(FileTransferCancellation::copied({dst("first")})));
+    EXPECT_EQ(TestTree::childNames(destination), QStringList({"first"}));
+    EXPECT_EQ(TestTree::differences(TestTree::part(before, "first"), snapshot(dst("first"))), "");
+    EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
+}
+
+TEST_F(FileTransferCopyTest, AStopInsideATreeRemovesOnlyThatTree)
+{
+    TestTree::buildSampleTree(src("first"));
+    TestTree::buildSampleTree(src("second"));
+    // The sample tree has 10 files; stop while the second one is half copied.
+    calls->beforeCall(Call::create, 12, [&] { stop.request_stop(); });
+
+    const auto result = copy({src("first"), src("second")});
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), FileTransferError(FileTransferCancellation::copied({dst("first")})));
+    EXPECT_EQ(TestTree::childNames(destination), QStringList({"first"}));
+}
+
+TEST_F(FileTransferCopyTest, AFullDiskAtTheThirdItemRemovesTheFirstTwoAsWell)
+{
+    for (const char* name : {"a", "b", "c"}) TestTree::writeFile(src(name), QByteArray(5000, *name));
+    const auto before = snapshot(source);
+    calls->failCall(Call::copyRange, 3, ENOSPC);
+
+    const auto result = copy({src("a"), src("b"), src("c")});
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), systemError(ENOSPC, dst("c")));
+    EXPECT_TRUE(TestTree::childNames(destination).isEmpty());
+    EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
+}
+
+TEST_F(FileTransferCopyTest, FallsBackToReadingWhenTheKernelCannotCopyRanges)
+{
+    TestTree::buildSampleTree(src("tree"));
+    for (int occurrence = 1; occurrence <= 20; ++occurrence) calls->failCall(Call::copyRange, occurrence, EXDEV);
+
+    ASSERT_TRUE(copy({src("tree")}).has_value());
+    EXPECT_EQ(TestTree::differences(snapshot(src("tree")), snapshot(dst("tree"))), "");
+    EXPECT_GT(calls->count(Call::write), 0);
+}
+
+TEST_F(FileTransferCopyTest, UnreadableItemsAreSkippedForAnUnprivilegedUser)
+{
+    TestTree::makeFolder(src("tree"));
+    TestTree::writeFile(src("tree/open"), "o");
+    TestTree::writeFile(src("tree/locked-file"), "l", 0000);
+    TestTree::makeFolder(src("tree/locked-folder"), 0755);
+    TestTree::writeFile(src("tree/locked-folder/inside"), "i");
+    ::chmod(FilePaths::toNative(src("tree/locked-folder")).constData(), 0000);
+    ::chmod(FilePaths::toNative(scratch.path()).constData(), 0755);
+    ::chmod(FilePaths::toNative(destination).constData(), 0777);
+
+    std::expected<FileCopyResult, FileTransferError> result;
+    TestPrivileges::runAsNobody([&] { result = copy({src("tree")}); });
+    ASSERT_TRUE(result.has_value()) << errorCode(result.error());
+    EXPECT_EQ(result->createdURLs, QStringList({dst("tree")}));
+    EXPECT_EQ(result->skippedURLs, QStringList({src("tree/locked-folder"), src("tree/locked-file")}));
+    EXPECT_EQ(TestTree::childNames(dst("tree")), QStringList({"open"}));
+}
+
+TEST_F(FileTransferCopyTest, FillingARealSmallFileSystemLeavesNothingBehind)
+{
+    TestTree::buildSampleTree(src("tree"));
+    TestTree::buildSampleTree(src("again"));
+    const auto before = snapshot(source);
+    // Room for the first tree but not for both.
+    const qint64 room = TestTree::sampleTreeFileBytes() + 256 * 1024;
+    std::expected<FileCopyResult, FileTransferError> result;
+    std::expected<FileCopyResult, FileTransferError> retry;
+    QStringList leftOver{"not run"};
+    QString copiedDifferences;
+    const bool mounted = TestPrivileges::runWithSmallFileSystem(destination, room, [&] {
+        result = copy({src("tree"), src("again")});
+        leftOver = TestTree::childNames(destination);
+        retry = copy({src("tree")});
+        copiedDifferences = TestTree::differences(TestTree::part(before, "tree"), snapshot(dst("tree")));
+    });
+    if (!mounted) GTEST_SKIP() << "mounting a tmpfs is not permitted here; the injected ENOSPC tests still ran";
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(errorCode(result.error()), ENOSPC);
+    EXPECT_TRUE(leftOver.isEmpty()) << leftOver.join(", ").toStdString();
+    EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
+    // All the room came back: one tree fits again, complete.
+    ASSERT_TRUE(retry.has_value());
+    EXPECT_EQ(copiedDifferences, "");
+}
+
+} // namespace

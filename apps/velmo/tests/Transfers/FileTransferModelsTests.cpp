@@ -1,0 +1,84 @@
+#include "Models/FileDestinationNamer.h"
+#include "Models/FileTransferModels.h"
+#include "Services/FileTransferErrorClassifier.h"
+#include "TransferTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+namespace {
+
+FileTransferActivity activity(FileTransferKind kind, qint64 count)
+{
+    return FileTransferActivity::started(kind, count, QStringLiteral("/dest"));
+}
+
+TEST(FileTransferActivity, TitleNamesTheKindAndCountsItems)
+{
+    EXPECT_EQ(activity(FileTransferKind::copy, 1).title(), "Copying 1 item");
+    EXPECT_EQ(activity(FileTransferKind::copy, 0).title(), "Copying 0 items");
+    EXPECT_EQ(activity(FileTransferKind::link, 2).title(), "Creating 2 items");
+    EXPECT_EQ(activity(FileTransferKind::move, 3).title(), "Moving 3 items");
+    EXPECT_EQ(activity(FileTransferKind::pasteCopy, 1).title(), "Pasting 1 item");
+    EXPECT_EQ(activity(FileTransferKind::pasteMove, 12).title(), "Moving pasted 12 items");
+    EXPECT_EQ(activity(FileTransferKind::undoMove, 1).title(), "Undoing move");
+    EXPECT_EQ(activity(FileTransferKind::undoMove, 7).title(), "Undoing move");
+}
+
+TEST(FileTransferActivity, StartsAtZeroAndDetailGrowsWithNameAndStop)
+{
+    FileTransferActivity run = activity(FileTransferKind::copy, 10);
+    EXPECT_FALSE(run.id.isNull());
+    EXPECT_NE(run.id, activity(FileTransferKind::copy, 10).id);
+    EXPECT_EQ(run.progress, (FileTransferProgress{0, 10, std::nullopt}));
+    EXPECT_EQ(run.detail(), "0 of 10");
+    run.progress = {3, 10, QStringLiteral("name.txt")};
+    EXPECT_EQ(run.detail(), "3 of 10 - name.txt");
+    run.isCancelling = true;
+    EXPECT_EQ(run.detail(), "3 of 10 - name.txt - Cancelling...");
+    run.progress.currentItemName.reset();
+    EXPECT_EQ(run.detail(), "3 of 10 - Cancelling...");
+}
+
+TEST(FileTransferCancellation, CompletedURLsAreWhereTheKeptItemsAreNow)
+{
+    EXPECT_EQ(FileTransferCancellation::copied({"/d/a", "/d/b"}).completedURLs(), QStringList({"/d/a", "/d/b"}));
+    const auto moved = FileTransferCancellation::moved({{"/s/a", "/d/a"}, {"/s/b", "/d/b 2"}});
+    EXPECT_EQ(moved.completedURLs(), QStringList({"/d/a", "/d/b 2"}));
+}
+
+TEST(FileDestinationNamer, NumbersBeforeTheLastExtensionOnly)
+{
+    EXPECT_EQ(FileDestinationNamer::numberedName("report.pdf", 2), "report 2.pdf");
+    EXPECT_EQ(FileDestinationNamer::numberedName("archive.tar.gz", 2), "archive.tar 2.gz");
+    EXPECT_EQ(FileDestinationNamer::numberedName("Folder", 3), "Folder 3");
+    EXPECT_EQ(FileDestinationNamer::numberedName(".profile", 2), ".profile 2");
+    EXPECT_EQ(FileDestinationNamer::numberedName(".config.json", 2), ".config 2.json");
+    // A name that looks like a format string stays as it is.
+    EXPECT_EQ(FileDestinationNamer::numberedName("%1 %2.txt", 10), "%1 %2 10.txt");
+}
+
+TEST(FileDestinationNamer, SkipsTakenNumbersAndNeverTriesThePlainName)
+{
+    ScratchFolder scratch;
+    // The plain name is free, yet the namer starts at 2: the caller found it taken.
+    EXPECT_EQ(FileDestinationNamer::numberedDestinationURL(scratch.path(), "a.txt"), scratch / "a 2.txt");
+    TestTree::writeFile(scratch / "a 2.txt", "x");
+    TestTree::makeFolder(scratch / "a 3.txt");
+    EXPECT_EQ(FileDestinationNamer::numberedDestinationURL(scratch.path(), "a.txt"), scratch / "a 4.txt");
+}
+
+TEST(FileTransferErrorClassifier, OnlyAccessAndPermissionErrorsAreDenials)
+{
+    EXPECT_TRUE(FileTransferErrorClassifier::isPermissionDenied(EACCES));
+    EXPECT_TRUE(FileTransferErrorClassifier::isPermissionDenied(EPERM));
+    EXPECT_FALSE(FileTransferErrorClassifier::isPermissionDenied(ENOENT));
+    EXPECT_FALSE(FileTransferErrorClassifier::isPermissionDenied(ENOSPC));
+    EXPECT_TRUE(FileTransferErrorClassifier::isPermissionDenied(FileTransferError(FileTransferSystemError{EACCES, "/x"})));
+    EXPECT_FALSE(FileTransferErrorClassifier::isPermissionDenied(FileTransferError(FileTransferStopped{})));
+    EXPECT_FALSE(FileTransferErrorClassifier::isPermissionDenied(
+        FileTransferError(FileTransferCancellation::copied({}))));
+}
+
+} // namespace

@@ -1,0 +1,149 @@
+#include "TransferServiceTest.h"
+
+#include <cerrno>
+
+namespace {
+
+using TestTree::snapshot;
+
+class FileTransferMoveTest : public TransferServiceTest {};
+
+TEST_F(FileTransferMoveTest, MovesTreesEntryByEntryAndRemovesTheEmptiedSources)
+{
+    TestTree::buildSampleTree(src("tree"));
+    TestTree::writeFile(src("a.txt"), "a");
+    TestTree::writeFile(dst("a.txt"), "already there");
+    const auto before = snapshot(source);
+
+    const auto result = move({src("tree"), src("a.txt")});
+    ASSERT_TRUE(result.has_value());
+    EXPECT_EQ(result->moves, (std::vector<FileMoveResult>{{src("tree"), dst("tree")}, {src("a.txt"), dst("a 2.txt")}}));
+    EXPECT_TRUE(TestTree::childNames(source).isEmpty());
+    EXPECT_EQ(TestTree::differences(TestTree::part(before, "tree"), snapshot(dst("tree"))), "");
+    EXPECT_EQ(TestTree::readFile(dst("a.txt")), "already there");
+    EXPECT_EQ(reports.back(), (FileTransferProgress{2, 2, "a.txt"}));
+}
+
+TEST_F(FileTransferMoveTest, AnItemAlreadyInTheDestinationStaysWithoutATrace)
+{
+    TestTree::writeFile(dst("here"), "h");
+    const auto result = move({dst("here"), destination});
+    ASSERT_TRUE(result.has_value());
+    // The folder itself is refused as a move into itself; "here" is simply dropped.
+    EXPECT_EQ(*result, (FileMoveBatchResult{{}, {destination}}));
+    EXPECT_EQ(TestTree::childNames(destination), QStringList({"here"}));
+    EXPECT_TRUE(reports.empty());
+}
+
+TEST_F(FileTransferMoveTest, AFolderThatGainsAFileDuringTheMoveIsPutBackWhole)
+{
+    TestTree::buildSampleTree(src("tree"));
+    const auto before = snapshot(source);
+    // Just before the first source folder is removed, a file appears in another.
+    calls->beforeCall(Call::removeDirectory, 1, [&] { TestTree::writeFile(src("tree/sub/late"), "late"); });
+
+    const auto result = move({src("tree")});
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), systemError(ENOTEMPTY, src("tree/sub")));
+    auto expected = before;
+    expected["tree/sub/late"] = snapshot(src("tree/sub/late")).at("");
+    EXPECT_EQ(TestTree::differences(expected, snapshot(source)), "");
+    EXPECT_TRUE(TestTree::childNames(destination).isEmpty());
+}
+
+TEST_F(FileTransferMoveTest, AcrossFileSystemsItemsAreCopiedThenRemoved)
+{
+    TestTree::buildSampleTree(src("tree"));
+    const auto before = snapshot(source);
+    calls->failPath(Call::renameExclusive, "/", EXDEV);
+
+    const auto result = move({src("tree")});
+    ASSERT_TRUE(result.has_value());
+    EXPECT_FALSE(TestTree::exists(src("tree")));
+    EXPECT_EQ(TestTree::differences(TestTree::part(before, "tree"), snapshot(dst("tree"))), "");
+}
+
+TEST_F(FileTransferMoveTest, WithoutExclusiveRenameAHardLinkTakesItsPlace)
+{
+    TestTree::buildSampleTree(src("tree"));
+    const auto before = snapshot(source);
+    calls->failPath(Call::renameExclusive, "/", EINVAL);
+
+    ASSERT_TRUE(move({src("tree")}).has_value());
+    EXPECT_EQ(TestTree::differences(TestTree::part(before, "tree"), snapshot(dst("tree"))), "");
+    EXPECT_GT(calls->count(Call::link), 0);
+}
+
+TEST_F(FileTransferMoveTest, AStopKeepsFinishedMovesAndPutsTheInterruptedOneBack)
+{
+    TestTree::buildSampleTree(src("first"));
+    TestTree::buildSampleTree(src("second"));
+    const auto before = snapshot(source);
+    // The sample tree holds 13 items besides folders; stop inside the second tree.
+    calls->beforeCall(Call::renameExclusive, 18, [&] { stop.request_stop(); });
+
+    const auto result = move({src("first"), src("second")});
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), FileTransferError(FileTransferCancellation::moved({{src("first"), dst("first")}})));
+    EXPECT_EQ(TestTree::differences(TestTree::part(before, "first"), snapshot(dst("first"))), "");
+    EXPECT_EQ(TestTree::differences(TestTree::part(before, "second"), snapshot(src("second"))), "");
+    EXPECT_EQ(TestTree::childNames(destination), QStringList({"first"}));
+    EXPECT_EQ(TestTree::childNames(source), QStringList({"second"}));
+}
+
+TEST_F(FileTransferMoveTest, AFailureInALaterSourceMovesEarlierOnesBackToo)
+{
+    TestTree::buildSampleTree(src("first"));
+    TestTree::writeFile(src("second"), "2");
+    const auto before = snapshot(source);
+    calls->failPath(Call::renameExclusive, "/second", EIO);
+
+    const auto result = move({src("first"), src("second")});
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), systemError(EIO, dst("second")));
+    EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
+    EXPECT_TRUE(TestTree::childNames(destination).isEmpty());
+}
+
+TEST_F(FileTransferMoveTest, WhatCannotGoBackStaysAtTheDestinationIntact)
+{
+    TestTree::buildSampleTree(src("tree"));
+    const auto before = snapshot(source);
+    // The fourth move fails, and so does every move back.
+    calls->failCall(Call::renameExclusive, 4, EIO);
+    calls->failPath(Call::renameExclusive, "/dest/tree/", EIO);
+
+    ASSERT_FALSE(move({src("tree")}).has_value());
+    // Every file exists once, whole: at its source, or where the move left it.
+    const auto now = snapshot(source);
+    const auto there = snapshot(dst("tree"));
+    for (const auto& [path, item] : TestTree::part(before, "tree")) {
+        if (item.kind == 'd') continue;
+        const bool atSource = now.contains("tree/" + path) && now.at("tree/" + path) == item;
+        const bool atDestination = there.contains(path) && there.at(path) == item;
+        EXPECT_TRUE(atSource != atDestination) << path.toStdString();
+    }
+    EXPECT_EQ(calls->count(Call::renameExclusive), 7); // three moves, the failed one, three tries back
+}
+
+TEST_F(FileTransferMoveTest, AnUnreadableFolderFailsTheMoveForAnUnprivilegedUser)
+{
+    TestTree::makeFolder(src("tree"), 0777);
+    TestTree::writeFile(src("tree/file"), "f");
+    TestTree::makeFolder(src("tree/locked"), 0755);
+    TestTree::writeFile(src("tree/locked/inside"), "i");
+    ::chmod(FilePaths::toNative(src("tree/locked")).constData(), 0000);
+    ::chmod(FilePaths::toNative(scratch.path()).constData(), 0755);
+    ::chmod(FilePaths::toNative(source).constData(), 0777);
+    ::chmod(FilePaths::toNative(destination).constData(), 0777);
+    const auto before = snapshot(source);
+
+    std::expected<FileMoveBatchResult, FileTransferError> result;
+    TestPrivileges::runAsNobody([&] { result = move({src("tree")}); });
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(result.error(), systemError(EACCES, src("tree/locked")));
+    EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
+    EXPECT_TRUE(TestTree::childNames(destination).isEmpty());
+}
+
+} // namespace

@@ -1,0 +1,189 @@
+#include "FaultInjectingFileSystemCalls.h"
+#include "PathKit/FilePaths.h"
+#include "Services/FileTransferPlanner.h"
+#include "Services/FileTransferSafety.h"
+#include "TransferTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include <linux/magic.h>
+
+namespace {
+
+using Call = FaultInjectingFileSystemCalls::Call;
+
+TEST(FileTransferSafety, RefusesAFolderIntoItselfByWholeComponents)
+{
+    const auto partition = FileTransferSafety::partitionTransferableSources(
+        {"/a/b", "/a/bc", "/a/b/c", "/x/y", "/a"}, "/a/b/c", true);
+    EXPECT_EQ(partition.transferable, QStringList({"/a/bc", "/x/y"}));
+    EXPECT_EQ(partition.skipped, QStringList({"/a/b", "/a/b/c", "/a"}));
+    // "/a/b" is no ancestor of "/a/bc": a text prefix is not a path prefix.
+    EXPECT_TRUE(FileTransferSafety::partitionTransferableSources({"/a/b"}, "/a/bc", true).skipped.isEmpty());
+}
+
+TEST(FileTransferSafety, FoldsCaseOnlyWhenTheVolumeDoes)
+{
+    EXPECT_EQ(FileTransferSafety::partitionTransferableSources({"/a/B"}, "/a/b/c", true).transferable,
+              QStringList({"/a/B"}));
+    EXPECT_EQ(FileTransferSafety::partitionTransferableSources({"/a/B"}, "/a/b/c", false).skipped,
+              QStringList({"/a/B"}));
+    EXPECT_FALSE(FileTransferSafety::fileSystemTypeSupportsCaseSensitiveNames(MSDOS_SUPER_MAGIC, false));
+    EXPECT_FALSE(FileTransferSafety::fileSystemTypeSupportsCaseSensitiveNames(0x2011BAB0, false));
+    EXPECT_FALSE(FileTransferSafety::fileSystemTypeSupportsCaseSensitiveNames(EXT4_SUPER_MAGIC, true));
+    EXPECT_TRUE(FileTransferSafety::fileSystemTypeSupportsCaseSensitiveNames(EXT4_SUPER_MAGIC, false));
+    EXPECT_TRUE(FileTransferSafety::fileSystemTypeSupportsCaseSensitiveNames(TMPFS_MAGIC, false));
+}
+
+TEST(FileTransferSafety, SeesThroughLinksInThePathAndReadsNotYetMadeFolders)
+{
+    ScratchFolder scratch;
+    TestTree::makeFolder(scratch / "real");
+    TestTree::makeLink(FilePaths::toNative(scratch / "real"), scratch / "alias");
+    EXPECT_TRUE(FileTransferSafety::isSameOrDescendant(scratch / "real", scratch / "alias/inner/deeper", true));
+    EXPECT_TRUE(FileTransferSafety::isSameOrDescendant(scratch / "alias", scratch / "real", true));
+    EXPECT_FALSE(FileTransferSafety::isSameOrDescendant(scratch / "real", scratch.path(), true));
+    // The folder does not exist yet: the nearest existing one tells the volume.
+    EXPECT_EQ(FileTransferSafety::volumeSupportsCaseSensitiveNames(scratch / "not/yet/made"), std::optional(true));
+}
+
+class FileTransferPlannerTest : public ::testing::Test {
+protected:
+    ScratchFolder scratch;
+    FaultInjectingFileSystemCalls calls;
+    FileTransferPlanner planner{calls};
+    QString destination = scratch / "dest";
+
+    void SetUp() override
+    {
+        TestTree::makeFolder(scratch / "src");
+        TestTree::makeFolder(destination);
+    }
+    std::expected<FileTransferPlanBatch, FileTransferError> plan(const QStringList& sources,
+                                                                 FileTransferPlanOptions options = {},
+                                                                 std::stop_token stop = {})
+    {
+        return planner.planBatch(sources, destination, options, stop);
+    }
+};
+
+TEST_F(FileTransferPlannerTest, ListsParentsFirstChildrenByNaturalNameAndNeverFollowsLinks)
+{
+    const QString folder = scratch / "src/Folder";
+    TestTree::makeFolder(folder);
+    TestTree::writeFile(folder + "/File10.txt", "10");
+    TestTree::writeFile(folder + "/file2.txt", "2");
+    TestTree::makeFolder(folder + "/b");
+    TestTree::writeFile(folder + "/b/inner", "i");
+    TestTree::makeLink(FilePaths::toNative(scratch / "src"), folder + "/a-link");
+
+    const auto batch = plan({folder + "/"});
+    ASSERT_TRUE(batch.has_value());
+    ASSERT_EQ(batch->plans.size(), 1u);
+    const FileTransferPlan& only = batch->plans.front();
+    EXPECT_EQ(only.sourceURL, folder);
+    EXPECT_EQ(only.destinationURL, destination + "/Folder");
+    const std::vector<FileTransferEntry> expected{
+        {folder, destination + "/Folder", true},
+        {folder + "/a-link", destination + "/Folder/a-link", false},
+        {folder + "/b", destination + "/Folder/b", true},
+        {folder + "/b/inner", destination + "/Folder/b/inner", false},
+        {folder + "/file2.txt", destination + "/Folder/file2.txt", false},
+        {folder + "/File10.txt", destination + "/Folder/File10.txt", false},
+    };
+    ASSERT_EQ(only.entries.size(), expected.size());
+    for (size_t index = 0; index < expected.size(); ++index) {
+        EXPECT_EQ(only.entries[index].sourceURL, expected[index].sourceURL);
+        EXPECT_EQ(only.entries[index].destinationURL, expected[index].destinationURL);
+        EXPECT_EQ(only.entries[index].isDirectory, expected[index].isDirectory);
+    }
+}
+
+TEST_F(FileTransferPlannerTest, NamesNeverCollideWithTheDiskOrEachOther)
+{
+    TestTree::makeFolder(scratch / "src/one");
+    TestTree::makeFolder(scratch / "src/two");
+    TestTree::writeFile(scratch / "src/one/a.txt", "1");
+    TestTree::writeFile(scratch / "src/two/a.txt", "2");
+    TestTree::writeFile(scratch / "src/x", "x");
+    TestTree::writeFile(destination + "/a.txt", "taken");
+    TestTree::writeFile(destination + "/a 2.txt", "taken");
+    // A link to nowhere counts as free: creating there fails exclusively later.
+    TestTree::makeLink("/nowhere", destination + "/x");
+
+    const auto batch = plan({scratch / "src/one/a.txt", scratch / "src/two/a.txt", scratch / "src/x"});
+    ASSERT_TRUE(batch.has_value());
+    ASSERT_EQ(batch->plans.size(), 3u);
+    EXPECT_EQ(batch->plans[0].destinationURL, destination + "/a 3.txt");
+    EXPECT_EQ(batch->plans[1].destinationURL, destination + "/a 4.txt");
+    EXPECT_EQ(batch->plans[2].destinationURL, destination + "/x");
+}
+
+TEST_F(FileTransferPlannerTest, SkippedSpecialFilesReserveNothing)
+{
+    TestTree::makeFolder(scratch / "src/one");
+    TestTree::makeFifo(scratch / "src/one/p");
+    TestTree::writeFile(scratch / "src/p", "file");
+    const QStringList sources{scratch / "src/one/p", scratch / "src/p"};
+
+    const auto skipping = plan(sources, {.skipUnsupportedSpecialFiles = true});
+    ASSERT_TRUE(skipping.has_value());
+    EXPECT_EQ(skipping->skippedURLs, QStringList({scratch / "src/one/p"}));
+    ASSERT_EQ(skipping->plans.size(), 1u);
+    EXPECT_EQ(skipping->plans[0].destinationURL, destination + "/p");
+
+    const auto keeping = plan(sources);
+    ASSERT_TRUE(keeping.has_value());
+    ASSERT_EQ(keeping->plans.size(), 2u);
+    EXPECT_EQ(keeping->plans[1].destinationURL, destination + "/p 2");
+}
+
+TEST_F(FileTransferPlannerTest, UnreadableItemsAreSkippedOrFailThePlan)
+{
+    TestTree::makeFolder(scratch / "src/tree");
+    TestTree::makeFolder(scratch / "src/tree/locked");
+    TestTree::writeFile(scratch / "src/tree/locked/secret", "s");
+    TestTree::writeFile(scratch / "src/tree/open", "o");
+    TestTree::writeFile(scratch / "src/gone", "g");
+    calls.failPath(Call::listDirectory, "/locked", EACCES);
+    calls.failPath(Call::linkStatus, "/gone", EPERM);
+    const QStringList sources{scratch / "src/tree", scratch / "src/gone"};
+
+    const auto skipping = plan(sources, {.skipPermissionDeniedItems = true});
+    ASSERT_TRUE(skipping.has_value());
+    EXPECT_EQ(skipping->skippedURLs, QStringList({scratch / "src/tree/locked", scratch / "src/gone"}));
+    ASSERT_EQ(skipping->plans.size(), 1u);
+    EXPECT_EQ(skipping->plans[0].entries.size(), 2u); // the folder and "open"
+
+    const auto failing = plan(sources);
+    ASSERT_FALSE(failing.has_value());
+    EXPECT_EQ(failing.error(), FileTransferError(FileTransferSystemError{EACCES, scratch / "src/tree/locked"}));
+
+    // Other errors are never skipped.
+    calls.failPath(Call::listDirectory, "/tree", EIO);
+    EXPECT_FALSE(plan(sources, {.skipPermissionDeniedItems = true}).has_value());
+}
+
+TEST_F(FileTransferPlannerTest, StopsBetweenSourcesAndInsideTheWalk)
+{
+    TestTree::buildSampleTree(scratch / "src/tree");
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_EQ(plan({scratch / "src/tree"}, {}, stop.get_token()).error(), FileTransferError(FileTransferStopped{}));
+
+    std::stop_source later;
+    calls.beforeCall(Call::listDirectory, 2, [&] { later.request_stop(); });
+    EXPECT_EQ(plan({scratch / "src/tree"}, {}, later.get_token()).error(), FileTransferError(FileTransferStopped{}));
+}
+
+TEST_F(FileTransferPlannerTest, AnEmptySourceListTouchesNothing)
+{
+    const auto batch = plan({});
+    ASSERT_TRUE(batch.has_value());
+    EXPECT_EQ(*batch, FileTransferPlanBatch{});
+    EXPECT_EQ(calls.count(Call::any), 0);
+}
+
+} // namespace

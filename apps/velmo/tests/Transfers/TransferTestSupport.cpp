@@ -1,0 +1,292 @@
+#include "TransferTestSupport.h"
+
+#include "PathKit/FilePaths.h"
+
+#include <QCryptographicHash>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <set>
+#include <thread>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/fsuid.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+QByteArray native(const QString& path)
+{
+    return FilePaths::toNative(path);
+}
+
+std::vector<QByteArray> listNative(const QByteArray& folder)
+{
+    std::vector<QByteArray> names;
+    DIR* directory = ::opendir(folder.constData());
+    if (!directory) return names;
+    while (const dirent* item = ::readdir(directory)) {
+        const QByteArray name(item->d_name);
+        if (name != "." && name != "..") names.push_back(name);
+    }
+    ::closedir(directory);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Removes everything, opening up folders a test locked first.
+void removeTree(const QByteArray& path)
+{
+    struct stat status {};
+    if (::lstat(path.constData(), &status) != 0) return;
+    if (S_ISDIR(status.st_mode)) {
+        ::chmod(path.constData(), 0700);
+        for (const QByteArray& name : listNative(path)) removeTree(path + '/' + name);
+        ::rmdir(path.constData());
+    } else {
+        ::unlink(path.constData());
+    }
+}
+
+void walk(const QByteArray& path, const QByteArray& relative, TestTree::Snapshot& into)
+{
+    struct stat status {};
+    if (::lstat(path.constData(), &status) != 0) return;
+    TestTree::Item item;
+    if (S_ISDIR(status.st_mode)) {
+        item.kind = 'd';
+        into[relative] = item;
+        for (const QByteArray& name : listNative(path))
+            walk(path + '/' + name, relative.isEmpty() ? name : relative + '/' + name, into);
+        return;
+    }
+    if (S_ISLNK(status.st_mode)) {
+        item.kind = 'l';
+        item.digest = native(TestTree::linkTarget(FilePaths::fromNative(path)));
+    } else if (S_ISREG(status.st_mode)) {
+        item.kind = 'f';
+        item.digest = QCryptographicHash::hash(TestTree::readFile(FilePaths::fromNative(path)),
+                                               QCryptographicHash::Sha1).toHex();
+        item.mode = status.st_mode & 07777;
+        item.modifiedSeconds = status.st_mtim.tv_sec;
+    } else {
+        item.kind = 'o';
+        item.mode = status.st_mode;
+    }
+    into[relative] = item;
+}
+
+QByteArray pattern(qint64 size, unsigned seed)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (qint64 index = 0; index < size; ++index) {
+        seed = seed * 1103515245u + 12345u;
+        bytes[index] = char(seed >> 16);
+    }
+    return bytes;
+}
+
+} // namespace
+
+ScratchFolder::ScratchFolder()
+    : ScratchFolder(std::getenv("TMPDIR") && *std::getenv("TMPDIR") ? QByteArray(std::getenv("TMPDIR")) : "/tmp")
+{
+}
+
+ScratchFolder::ScratchFolder(const QByteArray& base)
+{
+    QByteArray templ = base + "/velmo-transfers-XXXXXX";
+    if (!::mkdtemp(templ.data())) ADD_FAILURE() << "mkdtemp failed";
+    root = FilePaths::standardized(FilePaths::fromNative(templ));
+}
+
+ScratchFolder::~ScratchFolder()
+{
+    removeTree(native(root));
+}
+
+namespace TestTree {
+
+QByteArray memoryScratchBase()
+{
+    if (::access("/dev/shm", W_OK) == 0) return "/dev/shm";
+    const char* base = std::getenv("TMPDIR");
+    return base && *base ? QByteArray(base) : QByteArray("/tmp");
+}
+
+void makeFolder(const QString& path, mode_t mode)
+{
+    if (::mkdir(native(path).constData(), mode) != 0) ADD_FAILURE() << "mkdir failed: " << path.toStdString();
+    ::chmod(native(path).constData(), mode);
+}
+
+void writeFile(const QString& path, const QByteArray& content, mode_t mode)
+{
+    const int fd = ::open(native(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        ADD_FAILURE() << "create failed: " << path.toStdString();
+        return;
+    }
+    if (::write(fd, content.constData(), size_t(content.size())) != content.size()) ADD_FAILURE() << "short write";
+    ::fchmod(fd, mode);
+    // A fixed time, so that trees built at different moments compare equal and a
+    // copy that did not keep the time shows.
+    const struct timespec times[2] = {{1'600'000'000, 0}, {1'600'000'000, 0}};
+    ::futimens(fd, times);
+    ::close(fd);
+}
+
+void makeLink(const QByteArray& target, const QString& path)
+{
+    if (::symlink(target.constData(), native(path).constData()) != 0) ADD_FAILURE() << "symlink failed";
+}
+
+void makeFifo(const QString& path)
+{
+    if (::mkfifo(native(path).constData(), 0644) != 0) ADD_FAILURE() << "mkfifo failed";
+}
+
+void setModifiedTime(const QString& path, qint64 secondsSinceEpoch)
+{
+    const struct timespec times[2] = {{secondsSinceEpoch, 0}, {secondsSinceEpoch, 0}};
+    ::utimensat(AT_FDCWD, native(path).constData(), times, AT_SYMLINK_NOFOLLOW);
+}
+
+QByteArray readFile(const QString& path)
+{
+    QByteArray content;
+    const int fd = ::open(native(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return content;
+    char buffer[65536];
+    for (ssize_t count; (count = ::read(fd, buffer, sizeof buffer)) > 0;) content.append(buffer, count);
+    ::close(fd);
+    return content;
+}
+
+bool exists(const QString& path)
+{
+    struct stat status {};
+    return ::lstat(native(path).constData(), &status) == 0;
+}
+
+QString linkTarget(const QString& path)
+{
+    char buffer[4096];
+    const ssize_t length = ::readlink(native(path).constData(), buffer, sizeof buffer);
+    return length < 0 ? QString() : FilePaths::fromNative(buffer, length);
+}
+
+QStringList childNames(const QString& folder)
+{
+    QStringList names;
+    for (const QByteArray& name : listNative(native(folder))) names.append(FilePaths::fromNative(name));
+    return names;
+}
+
+void buildSampleTree(const QString& root, qint64 bigFileSize)
+{
+    const auto at = [&](const char* relative) { return root + u'/' + FilePaths::fromNative(QByteArray(relative)); };
+    makeFolder(root);
+    writeFile(at("a.txt"), "alpha\n");
+    writeFile(at("empty.dat"), "");
+    writeFile(at("big.bin"), pattern(bigFileSize, 1), 0640);
+    writeFile(at("run.sh"), "#!/bin/sh\necho hi\n", 0755);
+    setModifiedTime(at("run.sh"), 1'000'000'000);
+    writeFile(at("with space 'quote\".txt"), "quoted\n");
+    writeFile(at("-leading dash"), "dash\n");
+    writeFile(at("new\nline"), "newline\n");
+    writeFile(at("bad\xff\xfe name.txt"), "not utf-8\n");
+    makeFolder(at("sub"));
+    makeFolder(at("sub/nested"));
+    writeFile(at("sub/nested/deep.txt"), pattern(70000, 2), 0600);
+    makeFolder(at("sub/empty-folder"));
+    makeLink("../a.txt", at("sub/link-to-a"));
+    makeLink("nested", at("sub/link-to-folder"));
+    makeLink("/nonexistent/target", at("sub/dangling"));
+    makeFolder(at("dir \xff"));
+    writeFile(at("dir \xff/inner.txt"), "inner\n");
+}
+
+qint64 sampleTreeFileBytes(qint64 bigFileSize)
+{
+    return 6 + 0 + bigFileSize + 18 + 7 + 5 + 8 + 10 + 70000 + 6;
+}
+
+Snapshot snapshot(const QString& root)
+{
+    Snapshot result;
+    walk(native(root), QByteArray(), result);
+    return result;
+}
+
+QString differences(const Snapshot& expected, const Snapshot& actual)
+{
+    QStringList lines;
+    std::set<QByteArray> keys;
+    for (const auto& [key, item] : expected) keys.insert(key);
+    for (const auto& [key, item] : actual) keys.insert(key);
+    for (const QByteArray& key : keys) {
+        const QString name = FilePaths::displayName(FilePaths::fromNative(key));
+        const auto want = expected.find(key);
+        const auto have = actual.find(key);
+        if (have == actual.end())
+            lines.append(QStringLiteral("missing '%1'").arg(name));
+        else if (want == expected.end())
+            lines.append(QStringLiteral("unexpected '%1'").arg(name));
+        else if (!(want->second == have->second))
+            lines.append(QStringLiteral("changed '%1'").arg(name));
+    }
+    return lines.join(u'\n');
+}
+
+Snapshot part(const Snapshot& whole, const QByteArray& relative)
+{
+    Snapshot result;
+    for (const auto& [key, item] : whole) {
+        if (key == relative)
+            result[QByteArray()] = item;
+        else if (key.startsWith(relative + '/'))
+            result[key.mid(relative.size() + 1)] = item;
+    }
+    return result;
+}
+
+} // namespace TestTree
+
+namespace TestPrivileges {
+
+void runAsNobody(const std::function<void()>& body)
+{
+    // File-system ids belong to one thread on Linux; the rest of the tests keep root's.
+    std::thread worker([&] {
+        ::setfsgid(65534);
+        ::setfsuid(65534);
+        body();
+    });
+    worker.join();
+}
+
+bool runWithSmallFileSystem(const QString& mountPoint, qint64 sizeBytes, const std::function<void()>& body)
+{
+    bool isMounted = false;
+    // The namespace belongs to this thread alone and ends with it, taking the
+    // mount along.
+    std::thread worker([&] {
+        if (::unshare(CLONE_NEWNS) != 0) return;
+        if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return;
+        const QByteArray options = "size=" + QByteArray::number(sizeBytes);
+        if (::mount("tmpfs", native(mountPoint).constData(), "tmpfs", 0, options.constData()) != 0) return;
+        isMounted = true;
+        body();
+        ::umount2(native(mountPoint).constData(), MNT_DETACH);
+    });
+    worker.join();
+    return isMounted;
+}
+
+} // namespace TestPrivileges

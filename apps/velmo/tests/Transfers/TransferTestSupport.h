@@ -1,0 +1,92 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <map>
+#include <ostream>
+
+#include <sys/types.h>
+
+// Readable failure messages for paths and records.
+inline void PrintTo(const QString& text, std::ostream* out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+
+// Real trees in a fresh temporary folder, built and compared through raw system
+// calls on native bytes, so that names with invalid UTF-8 survive.
+class ScratchFolder {
+public:
+    ScratchFolder();
+    // Under `base` instead of TMPDIR (or /tmp).
+    explicit ScratchFolder(const QByteArray& base);
+    ~ScratchFolder();
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+    const QString& path() const { return root; }
+    QString operator/(const QString& relative) const { return root + u'/' + relative; }
+
+private:
+    QString root;
+};
+
+namespace TestTree {
+
+// A memory file system for tests that make and delete many small trees, else
+// TMPDIR: disks slow down creating files right after deleting many.
+QByteArray memoryScratchBase();
+
+void makeFolder(const QString& path, mode_t mode = 0755);
+// Files get a fixed modification time in 2020.
+void writeFile(const QString& path, const QByteArray& content, mode_t mode = 0644);
+void makeLink(const QByteArray& target, const QString& path);
+void makeFifo(const QString& path);
+void setModifiedTime(const QString& path, qint64 secondsSinceEpoch);
+QByteArray readFile(const QString& path);
+bool exists(const QString& path); // without following links
+QString linkTarget(const QString& path);
+// Names in the folder, sorted by bytes.
+QStringList childNames(const QString& folder);
+
+// A tree that tries the awkward cases: nested and empty folders, empty, small and
+// multi-megabyte files, links to files, folders and nowhere, and names with
+// spaces, quotes, a newline, a leading dash and bytes that are not UTF-8.
+void buildSampleTree(const QString& root, qint64 bigFileSize = 1536 * 1024 + 7);
+// Bytes every file of the sample tree holds, for a quick size check.
+qint64 sampleTreeFileBytes(qint64 bigFileSize = 1536 * 1024 + 7);
+
+// What a tree holds, item by item: kind, content digest or link target, mode
+// and modification time of files. Folders count by presence only.
+struct Item {
+    char kind = '?'; // d, f, l, o(ther)
+    QByteArray digest;
+    mode_t mode = 0;
+    qint64 modifiedSeconds = 0;
+    bool operator==(const Item&) const = default;
+};
+using Snapshot = std::map<QByteArray, Item>; // relative native path ("" is the root itself)
+
+Snapshot snapshot(const QString& root);
+// A readable list of what differs, empty when the two are equal.
+QString differences(const Snapshot& expected, const Snapshot& actual);
+// The items of `whole` below `relative` (the root of the part becomes "").
+Snapshot part(const Snapshot& whole, const QByteArray& relative);
+
+} // namespace TestTree
+
+namespace TestPrivileges {
+
+// Runs `body` on a thread whose file-system ids are nobody's, so that modes
+// stop reads and writes even when the tests run as root.
+void runAsNobody(const std::function<void()>& body);
+
+// Runs `body` on a thread with its own mount namespace, where a tmpfs of
+// `sizeBytes` is mounted at `mountPoint` (an existing folder). Returns false,
+// without running `body`, when mounting is not permitted.
+bool runWithSmallFileSystem(const QString& mountPoint, qint64 sizeBytes, const std::function<void()>& body);
+
+} // namespace TestPrivileges
