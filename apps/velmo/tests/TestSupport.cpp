@@ -1,1 +1,123 @@
 #include "TestSupport.h"
+
+#include "PathKit/FilePaths.h"
+
+#include <QFile>
+
+#include <unistd.h>
+
+TemporaryFolder::TemporaryFolder() : dir_(QDir::tempPath() + QStringLiteral("/velmo-test-XXXXXX")) { }
+
+QString TemporaryFolder::FilePathsPath(const QString& path)
+{
+    return FilePaths::standardized(path);
+}
+
+QString TemporaryFolder::file(const QString& relative, const QByteArray& contents) const
+{
+    const QString full = FilePaths::appending(path(), relative);
+    QDir().mkpath(FilePaths::parent(full));
+    QFile file(full);
+    if (file.open(QIODevice::WriteOnly)) file.write(contents);
+    return full;
+}
+
+QString TemporaryFolder::folder(const QString& relative) const
+{
+    const QString full = FilePaths::appending(path(), relative);
+    QDir().mkpath(full);
+    return full;
+}
+
+QString TemporaryFolder::link(const QString& relative, const QString& target) const
+{
+    const QString full = FilePaths::appending(path(), relative);
+    [[maybe_unused]] int rc = ::symlink(FilePaths::toNative(target).constData(), FilePaths::toNative(full).constData());
+    return full;
+}
+
+void FakeListingService::list(const QString& url, bool includingHiddenFiles, const TaskHandle& task,
+                              QObject* context, Completion completion)
+{
+    listedURLs.push_back(url);
+    pending.push_back({url, includingHiddenFiles, task, context, std::move(completion)});
+    if (autoAnswer) QMetaObject::invokeMethod(context, [this] { answerAll(); }, Qt::QueuedConnection);
+}
+
+void FakeListingService::answer(std::size_t index, Result result)
+{
+    if (index >= pending.size()) return;
+    Call call = std::move(pending[index]);
+    pending.erase(pending.begin() + std::ptrdiff_t(index));
+    if (!call.task.isCancelled()) call.completion(std::move(result));
+}
+
+void FakeListingService::answerAll()
+{
+    while (!pending.empty()) {
+        const QString url = pending.front().url;
+        auto it = folders.find(url);
+        if (it == folders.end())
+            answerNext(std::unexpected(DirectoryListingError {DirectoryListingError::NotDirectory {url}}));
+        else
+            answerNext(it->second);
+    }
+}
+
+std::shared_ptr<DirectoryWatchToken> FakeDirectoryWatcher::watch(const QString& url, std::function<void()> onChange)
+{
+    class Token final : public DirectoryWatchToken {
+    public:
+        explicit Token(std::shared_ptr<bool> alive) : alive_(std::move(alive)) { }
+        ~Token() override { cancel(); }
+        void cancel() override { *alive_ = false; }
+
+    private:
+        std::shared_ptr<bool> alive_;
+    };
+    auto alive = std::make_shared<bool>(true);
+    watches_.push_back({url, std::move(onChange), alive});
+    return std::make_shared<Token>(alive);
+}
+
+void FakeDirectoryWatcher::fire(const QString& url)
+{
+    for (const Watch& watch : watches_)
+        if (watch.url == url && *watch.alive) watch.onChange();
+}
+
+int FakeDirectoryWatcher::liveWatchCount(const QString& url) const
+{
+    int count = 0;
+    for (const Watch& watch : watches_)
+        if (watch.url == url && *watch.alive) ++count;
+    return count;
+}
+
+FileEntry makeFileEntry(const QString& folder, const QString& name, bool isDirectory, qint64 size)
+{
+    FileEntry entry;
+    entry.id = FilePaths::appending(folder, name);
+    entry.url = entry.id;
+    entry.name = name;
+    entry.isDirectory = isDirectory;
+    entry.isHidden = name.startsWith(u'.');
+    if (!isDirectory) entry.byteSize = size;
+    entry.localizedKind = isDirectory ? QStringLiteral("Folder") : QStringLiteral("Document");
+    return entry;
+}
+
+std::vector<FileEntry> makeFileEntries(const QString& folder, const QStringList& names)
+{
+    std::vector<FileEntry> entries;
+    for (const QString& name : names) {
+        const bool folderName = name.endsWith(u'/');
+        entries.push_back(makeFileEntry(folder, folderName ? name.chopped(1) : name, folderName));
+    }
+    return entries;
+}
+
+bool waitUntil(const std::function<bool()>& done, int milliseconds)
+{
+    return QTest::qWaitFor(done, milliseconds);
+}

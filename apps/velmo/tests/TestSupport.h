@@ -1,0 +1,101 @@
+#pragma once
+
+#include "Services/DirectoryListingProviding.h"
+#include "Services/DirectoryWatchProviding.h"
+#include "Services/FileOpeningProviding.h"
+#include "Support/MonotonicClock.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <deque>
+#include <ostream>
+#include <functional>
+#include <map>
+
+// A fresh folder for one test, removed afterwards, with helpers to fill it.
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    QString path() const { return FilePathsPath(dir_.path()); }
+    QString file(const QString& relative, const QByteArray& contents = "x") const;
+    QString folder(const QString& relative) const;
+    QString link(const QString& relative, const QString& target) const;
+
+private:
+    static QString FilePathsPath(const QString& path);
+    QTemporaryDir dir_;
+};
+
+// Time that moves only when a test says so.
+class ManualClock final : public MonotonicClock {
+public:
+    quint64 uptimeNanoseconds() const override { return now; }
+    quint64 now = 1'000'000'000;
+};
+
+// A listing service whose answers the test gives, in any order it likes.
+class FakeListingService final : public DirectoryListingProviding {
+public:
+    struct Call {
+        QString url;
+        bool includingHiddenFiles;
+        TaskHandle task;
+        QObject* context;
+        Completion completion;
+    };
+
+    void list(const QString& url, bool includingHiddenFiles, const TaskHandle& task, QObject* context,
+              Completion completion) override;
+
+    // Answers call `index` (default: the oldest unanswered) the way the real
+    // service would: nothing if the task was cancelled.
+    void answer(std::size_t index, Result result);
+    void answerNext(Result result) { answer(0, std::move(result)); }
+    // Answers every waiting call from the fixed folder contents below.
+    void answerAll();
+
+    std::deque<Call> pending;
+    std::vector<QString> listedURLs;
+    // Folder contents used by answerAll and by `autoAnswer`.
+    std::map<QString, std::vector<FileEntry>> folders;
+    bool autoAnswer = false;
+};
+
+class FakeDirectoryWatcher final : public DirectoryWatchProviding {
+public:
+    std::shared_ptr<DirectoryWatchToken> watch(const QString& url, std::function<void()> onChange) override;
+    // Fires the change callback of every live watch on `url`.
+    void fire(const QString& url);
+    int liveWatchCount(const QString& url) const;
+
+private:
+    struct Watch {
+        QString url;
+        std::function<void()> onChange;
+        std::shared_ptr<bool> alive;
+    };
+    std::vector<Watch> watches_;
+};
+
+class FakeFileOpener final : public FileOpeningProviding {
+public:
+    bool openWithDefaultApplication(const QString& url) override
+    {
+        opened.push_back(url);
+        return true;
+    }
+    std::vector<QString> opened;
+};
+
+// Entries as a listing would make them, without a disk.
+FileEntry makeFileEntry(const QString& folder, const QString& name, bool isDirectory = false, qint64 size = 0);
+std::vector<FileEntry> makeFileEntries(const QString& folder, const QStringList& names);
+
+// Spins the event loop until `done` holds or `milliseconds` pass.
+bool waitUntil(const std::function<bool()>& done, int milliseconds = 5000);
+
+// Readable values in failure messages.
+inline void PrintTo(const QString& text, std::ostream* out) { *out << '"' << text.toStdString() << '"'; }
+inline void PrintTo(const QStringList& list, std::ostream* out) { *out << '[' << list.join(", ").toStdString() << ']'; }

@@ -1,0 +1,137 @@
+#include "Models/FileEntrySort.h"
+#include "Models/FileNameFilter.h"
+#include "Models/FilePaneSizeDisplay.h"
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+FileEntryRef ref(FileEntry entry) { return std::make_shared<const FileEntry>(std::move(entry)); }
+
+QStringList names(const FileEntryList& list)
+{
+    QStringList out;
+    for (const auto& entry : list) out << entry->name;
+    return out;
+}
+
+FileEntryList sample()
+{
+    auto dated = [](FileEntry entry, qint64 secs) {
+        entry.modificationDate = QDateTime::fromSecsSinceEpoch(secs, Qt::UTC);
+        return entry;
+    };
+    return {
+        ref(dated(makeFileEntry("/f", "file10.txt", false, 300), 300)),
+        ref(dated(makeFileEntry("/f", "Beta", true), 100)),
+        ref(dated(makeFileEntry("/f", "file2.txt", false, 300), 200)),
+        ref(dated(makeFileEntry("/f", "alpha", true), 400)),
+        ref(makeFileEntry("/f", "zeta.txt", false, 50)),
+    };
+}
+
+FileEntrySort::Options by(FileEntrySortColumn column, bool ascending, bool smart = true)
+{
+    return {column, ascending, smart, false};
+}
+
+} // namespace
+
+TEST(FileEntrySort, NamesSortNaturallyWithFoldersFirst)
+{
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::name, true))),
+              QStringList({"alpha", "Beta", "file2.txt", "file10.txt", "zeta.txt"}));
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::name, false))),
+              QStringList({"Beta", "alpha", "zeta.txt", "file10.txt", "file2.txt"}));
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::name, true, false))),
+              QStringList({"alpha", "Beta", "file2.txt", "file10.txt", "zeta.txt"}));
+}
+
+TEST(FileEntrySort, DatesKeepFoldersOnTopAndAbsentDatesLast)
+{
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::modified, true))),
+              QStringList({"Beta", "alpha", "file2.txt", "file10.txt", "zeta.txt"}));
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::modified, false))),
+              QStringList({"alpha", "Beta", "file10.txt", "file2.txt", "zeta.txt"}));
+}
+
+TEST(FileEntrySort, SizesMixFoldersAndBreakTiesByAscendingName)
+{
+    // Folders have no size: last in both directions; equal sizes stay in name order.
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::size, true))),
+              QStringList({"zeta.txt", "file2.txt", "file10.txt", "alpha", "Beta"}));
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::size, false))),
+              QStringList({"file2.txt", "file10.txt", "zeta.txt", "alpha", "Beta"}));
+    auto provider = [](const FileEntry& e) -> std::optional<qint64> {
+        return e.isDirectory ? std::optional<qint64>(1000) : e.byteSize;
+    };
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::size, false), provider)),
+              QStringList({"alpha", "Beta", "file2.txt", "file10.txt", "zeta.txt"}));
+}
+
+TEST(FileEntrySort, ContentsWithoutCountsFallsBackToNames)
+{
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::contents, false))),
+              QStringList({"alpha", "Beta", "file2.txt", "file10.txt", "zeta.txt"}));
+}
+
+TEST(FileEntrySort, KindsPutPresentValuesFirstInBothDirections)
+{
+    FileEntry noKind = makeFileEntry("/f", "a-none");
+    noKind.localizedKind.reset();
+    FileEntryList list {ref(makeFileEntry("/f", "b-doc")), ref(noKind), ref(makeFileEntry("/f", "c-dir", true))};
+    EXPECT_EQ(names(FileEntrySort::sorted(list, by(FileEntrySortColumn::kind, true, false))),
+              QStringList({"b-doc", "c-dir", "a-none"}));
+    EXPECT_EQ(names(FileEntrySort::sorted(list, by(FileEntrySortColumn::kind, false, false))),
+              QStringList({"c-dir", "b-doc", "a-none"}));
+}
+
+TEST(FileEntrySort, LinksToFoldersGroupOnlyWhenAsked)
+{
+    FileEntry link = makeFileEntry("/f", "a-link");
+    link.isSymbolicLink = true;
+    link.resolvedURL = "/elsewhere";
+    link.resolvedIsDirectory = true;
+    FileEntry dangling = makeFileEntry("/f", "b-dangling");
+    dangling.isSymbolicLink = true;
+    FileEntryList list {ref(makeFileEntry("/f", "z-dir", true)), ref(dangling), ref(link)};
+    FileEntrySort::Options options = by(FileEntrySortColumn::name, true);
+    EXPECT_EQ(names(FileEntrySort::sorted(list, options)), QStringList({"z-dir", "a-link", "b-dangling"}));
+    options.groupFolderAliasesWithFolders = true;
+    EXPECT_EQ(names(FileEntrySort::sorted(list, options)), QStringList({"a-link", "z-dir", "b-dangling"}));
+    EXPECT_TRUE(FileEntrySort::order(link, dangling, options));
+    EXPECT_FALSE(FileEntrySort::order(dangling, link, options));
+}
+
+TEST(FileNameFilter, MatchesInsideNamesIgnoringCaseAndDiacritics)
+{
+    FileNameFilter filter;
+    FileEntryList list;
+    for (const QString& name : {QStringLiteral("Äpfel.txt"), QStringLiteral("report.PDF"), QStringLiteral("notes")})
+        list.push_back(ref(makeFileEntry("/f", name)));
+    EXPECT_EQ(names(filter.filter(list, "   \n")).size(), 3);
+    EXPECT_EQ(names(filter.filter(list, "a")), QStringList({"Äpfel.txt"}));
+    EXPECT_EQ(names(filter.filter(list, "E")).size(), 3);
+    EXPECT_EQ(names(filter.filter(list, " pdf ")), QStringList({"report.PDF"}));
+    EXPECT_EQ(names(filter.filter(list, "APFEL")), QStringList({"Äpfel.txt"}));
+    EXPECT_TRUE(filter.filter(list, "/f").empty()); // names only, never the folder
+}
+
+TEST(FileEntry, DropDestinationsFollowLinksButNeverIntoPackages)
+{
+    FileEntry link = makeFileEntry("/f", "l");
+    link.isSymbolicLink = true;
+    link.resolvedURL = "/target";
+    link.resolvedIsDirectory = true;
+    EXPECT_EQ(link.dropDestinationDirectoryURL(), QString("/target"));
+    link.resolvedIsPackage = true;
+    EXPECT_FALSE(link.dropDestinationDirectoryURL());
+    FileEntry package = makeFileEntry("/f", "X.app", true);
+    package.isPackage = true;
+    EXPECT_FALSE(package.dropDestinationDirectoryURL());
+    EXPECT_EQ(makeFileEntry("/f", "d", true).dropDestinationDirectoryURL(), QString("/f/d"));
+    EXPECT_EQ(FilePaneSizeDisplay::value(makeFileEntry("/f", "d", true)), "--");
+    EXPECT_EQ(FilePaneSizeDisplay::value(makeFileEntry("/f", "e", false, 0)), "0 KB");
+    EXPECT_EQ(FilePaneSizeDisplay::value(makeFileEntry("/f", "e", false, 1500)), "2 KB");
+}

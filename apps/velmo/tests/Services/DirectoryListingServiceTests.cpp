@@ -1,0 +1,224 @@
+#include "PathKit/FilePaths.h"
+#include "Services/DirectoryListingService.h"
+#include "Services/InlineFolderProbe.h"
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+std::map<QString, FileEntry> byName(const std::vector<FileEntry>& entries)
+{
+    std::map<QString, FileEntry> out;
+    for (const auto& entry : entries) out[entry.name] = entry;
+    return out;
+}
+
+void writeNative(const QString& folder, const QByteArray& name)
+{
+    const QByteArray path = FilePaths::toNative(folder) + "/" + name;
+    const int fd = ::open(path.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
+    ASSERT_GE(fd, 0);
+    ::close(fd);
+}
+
+} // namespace
+
+TEST(DirectoryListingService, ListsEveryItemWithItsAttributes)
+{
+    TemporaryFolder tmp;
+    tmp.file("file2.txt", "12345");
+    tmp.folder("Sub");
+    tmp.file(".profile");
+    tmp.link("to-sub", "Sub");
+    tmp.link("absolute", tmp.path() + "/Sub");
+    tmp.link("self", "self");
+    tmp.link("dangling", "missing-target");
+    writeNative(tmp.path(), "bad\xff\xfename");
+    writeNative(tmp.path(), "line\nbreak");
+    writeNative(tmp.path(), "-dash");
+
+    DirectoryListingService service;
+    auto result = service.listNow(tmp.path() + "/", true);
+    ASSERT_TRUE(result);
+    auto entries = byName(*result);
+    ASSERT_EQ(entries.size(), 10u);
+
+    const FileEntry& file = entries["file2.txt"];
+    EXPECT_EQ(file.id, tmp.path() + "/file2.txt");
+    EXPECT_EQ(file.url, file.id);
+    EXPECT_EQ(file.byteSize, 5);
+    EXPECT_TRUE(file.modificationDate);
+    EXPECT_FALSE(file.isDirectory);
+    EXPECT_EQ(file.localizedKind, QString("plain text document"));
+
+    EXPECT_TRUE(entries["Sub"].isDirectory);
+    EXPECT_FALSE(entries["Sub"].byteSize);
+    EXPECT_EQ(entries["Sub"].localizedKind, QString("Folder"));
+    EXPECT_TRUE(entries[".profile"].isHidden);
+
+    const FileEntry& link = entries["to-sub"];
+    EXPECT_TRUE(link.isSymbolicLink);
+    EXPECT_FALSE(link.isDirectory);
+    EXPECT_EQ(link.resolvedURL, tmp.path() + "/Sub");
+    EXPECT_TRUE(link.resolvedIsDirectory);
+    EXPECT_EQ(link.dropDestinationDirectoryURL(), tmp.path() + "/Sub");
+    EXPECT_EQ(entries["absolute"].resolvedURL, tmp.path() + "/Sub");
+    EXPECT_FALSE(entries["self"].resolvedURL);
+    EXPECT_EQ(entries["dangling"].resolvedURL, tmp.path() + "/missing-target");
+    EXPECT_FALSE(entries["dangling"].resolvedIsDirectory);
+
+    // Names that are not UTF-8 survive the round trip to bytes.
+    const QString bad = FilePaths::fromNative(QByteArray("bad\xff\xfename"));
+    ASSERT_TRUE(entries.count(bad));
+    EXPECT_EQ(FilePaths::toNative(entries[bad].id), FilePaths::toNative(tmp.path()) + "/bad\xff\xfename");
+    EXPECT_TRUE(entries.count("line\nbreak"));
+    EXPECT_TRUE(entries.count("-dash"));
+}
+
+TEST(DirectoryListingService, HiddenItemsFollowTheDotRuleAndTheHiddenFile)
+{
+    TemporaryFolder tmp;
+    tmp.file("visible");
+    tmp.file("secret");
+    tmp.file(".dotted");
+    tmp.file(".hidden", "secret\nnot-there\n");
+    DirectoryListingService service;
+    auto shown = service.listNow(tmp.path(), false);
+    ASSERT_TRUE(shown);
+    EXPECT_EQ(byName(*shown).size(), 1u);
+    auto all = service.listNow(tmp.path(), true);
+    ASSERT_TRUE(all);
+    auto entries = byName(*all);
+    EXPECT_EQ(entries.size(), 4u);
+    EXPECT_TRUE(entries["secret"].isHidden);
+    EXPECT_FALSE(entries["visible"].isHidden);
+}
+
+TEST(DirectoryListingService, ReportsWhyAFolderCannotBeListed)
+{
+    TemporaryFolder tmp;
+    const QString file = tmp.file("plain");
+    DirectoryListingService service;
+    using E = DirectoryListingError;
+    EXPECT_EQ(service.listNow(file, false).error(), (E {E::NotDirectory {file}}));
+    EXPECT_EQ(service.listNow(tmp.path() + "/missing", false).error(), (E {E::NotDirectory {tmp.path() + "/missing"}}));
+    EXPECT_EQ(DirectoryListingError::fromErrno(ENOENT, "/x"), (E {E::NotFound {"/x"}}));
+    EXPECT_EQ(DirectoryListingError::fromErrno(EPERM, "/x"), (E {E::AccessDenied {"/x"}}));
+    EXPECT_EQ(DirectoryListingError::fromErrno(EIO, "/x"), (E {E::Unreadable {"/x", "Input/output error"}}));
+}
+
+TEST(DirectoryListingService, AccessDeniedForAnUnprivilegedUser)
+{
+    // Root reads everything, so the check runs in a child that drops to "nobody".
+    TemporaryFolder tmp;
+    const QString locked = tmp.folder("locked");
+    tmp.file("locked/inside");
+    ::chmod(FilePaths::toNative(tmp.path()).constData(), 0755);
+    ::chmod(FilePaths::toNative(locked).constData(), 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (::getuid() == 0 && ::setresgid(65534, 65534, 65534) != 0) ::_exit(3);
+        if (::getuid() == 0 && ::setresuid(65534, 65534, 65534) != 0) ::_exit(3);
+        DirectoryListingService service;
+        auto result = service.listNow(locked, false);
+        const bool denied = !result && std::holds_alternative<DirectoryListingError::AccessDenied>(result.error().reason);
+        ::_exit(denied ? 0 : 1);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    ::chmod(FilePaths::toNative(locked).constData(), 0755);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST(DirectoryListingService, BundleVersionsAreReadOnceAndOnlyForBundles)
+{
+    TemporaryFolder tmp;
+    tmp.file("Tool.app/Contents/Info.plist",
+             "<plist><dict><key>CFBundleShortVersionString</key><integer>3</integer>"
+             "<key>CFBundleVersion</key><string>3.1</string></dict></plist>");
+    tmp.file("Shout.APP/Contents/Info.plist",
+             "<plist><dict><key>CFBundleVersion</key><string>9</string></dict></plist>");
+    tmp.folder("Empty.app");
+    DirectoryListingService service;
+    auto first = byName(*service.listNow(tmp.path(), false));
+    EXPECT_EQ(first["Tool.app"].version, QString("3.1"));
+    EXPECT_TRUE(first["Tool.app"].isPackage);
+    EXPECT_FALSE(first["Shout.APP"].version);
+    EXPECT_FALSE(first["Empty.app"].version);
+
+    // Known versions and known absences are never read again by this service.
+    tmp.file("Empty.app/Contents/Info.plist", "<plist><dict><key>CFBundleVersion</key><string>1</string></dict></plist>");
+    tmp.file("Tool.app/Contents/Info.plist", "<plist><dict><key>CFBundleVersion</key><string>4</string></dict></plist>");
+    auto second = byName(*service.listNow(tmp.path(), false));
+    EXPECT_FALSE(second["Empty.app"].version);
+    EXPECT_EQ(second["Tool.app"].version, QString("3.1"));
+    EXPECT_EQ(byName(*DirectoryListingService().listNow(tmp.path(), false))["Empty.app"].version, QString("1"));
+}
+
+TEST(DirectoryListingService, LargeFoldersListTheSameOnTwoThreads)
+{
+    TemporaryFolder tmp;
+    const int count = DirectoryListingService::kParallelThreshold * 2 + 7;
+    for (int i = 0; i < count; ++i) writeNative(tmp.path(), QByteArray("item-") + QByteArray::number(i) + ".txt");
+    DirectoryListingService service;
+    auto result = service.listNow(tmp.path(), false);
+    ASSERT_TRUE(result);
+    ASSERT_EQ(int(result->size()), count);
+    QSet<QString> ids;
+    for (const auto& entry : *result) {
+        EXPECT_TRUE(entry.byteSize.has_value()) << entry.name.toStdString();
+        ids.insert(entry.id);
+    }
+    EXPECT_EQ(ids.size(), count);
+}
+
+TEST(DirectoryListingService, SystemFoldersListWithoutTrouble)
+{
+    DirectoryListingService service;
+    for (const char* path : {"/", "/proc", "/dev", "/sys/class"}) {
+        auto result = service.listNow(QString::fromLatin1(path), true);
+        ASSERT_TRUE(result) << path;
+        EXPECT_FALSE(result->empty()) << path;
+    }
+}
+
+TEST(DirectoryListingService, DeliversThroughTheInterfaceUnlessCancelled)
+{
+    TemporaryFolder tmp;
+    tmp.file("a");
+    DirectoryListingService service;
+    QObject context;
+    std::optional<DirectoryListingProviding::Result> received;
+    service.list(tmp.path(), false, TaskHandle::make(), &context,
+                 [&](DirectoryListingProviding::Result result) { received = std::move(result); });
+    ASSERT_TRUE(waitUntil([&] { return received.has_value(); }));
+    EXPECT_EQ((*received)->size(), 1u);
+
+    bool late = false;
+    TaskHandle cancelled = TaskHandle::make();
+    cancelled.cancel();
+    service.list(tmp.path(), false, cancelled, &context, [&](DirectoryListingProviding::Result) { late = true; });
+    QTest::qWait(50);
+    EXPECT_FALSE(late);
+}
+
+TEST(InlineFolderProbe, AnswersWhetherAnythingIsOnShow)
+{
+    TemporaryFolder tmp;
+    tmp.folder("empty");
+    tmp.file("dots/.only");
+    tmp.file("full/a");
+    EXPECT_FALSE(InlineFolderProbe::hasVisibleChildren(tmp.path() + "/empty", true));
+    EXPECT_FALSE(InlineFolderProbe::hasVisibleChildren(tmp.path() + "/dots", false));
+    EXPECT_TRUE(InlineFolderProbe::hasVisibleChildren(tmp.path() + "/dots", true));
+    EXPECT_TRUE(InlineFolderProbe::hasVisibleChildren(tmp.path() + "/full", false));
+    EXPECT_FALSE(InlineFolderProbe::hasVisibleChildren(tmp.path() + "/missing", true));
+}

@@ -1,0 +1,163 @@
+#include "App/StateDump.h"
+#include "State/VelmoStore.h"
+#include "Support/InMemoryDefaultsStore.h"
+#include "TestSupport.h"
+#include "Views/FilePaneTableModel.h"
+#include "Views/FilePaneView.h"
+#include "Views/MainWindow.h"
+
+#include <QJsonArray>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QTabBar>
+#include <QTableView>
+#include <QToolButton>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class WindowFixture : public ::testing::Test {
+protected:
+    WindowFixture()
+    {
+        listing->folders["/w"] = makeFileEntries("/w", {"docs/", "b.txt", "a.txt"});
+        listing->folders["/w/docs"] = makeFileEntries("/w/docs", {"inner.txt"});
+        VelmoStoreDependencies d;
+        d.defaults = std::make_shared<InMemoryDefaultsStore>();
+        d.listingServiceFactory = [this](PaneID) { return listing; };
+        d.directoryWatcherFactory = [this](PaneID) { return std::make_shared<FakeDirectoryWatcher>(); };
+        d.fileOpeningServiceFactory = [](PaneID) { return std::make_shared<FakeFileOpener>(); };
+        d.initialFolders = {"/w"};
+        store = std::make_unique<VelmoStore>(std::move(d));
+        window = std::make_unique<MainWindow>(store.get());
+        window->show();
+        store->loadInitialPanes();
+        listing->answerAll();
+    }
+
+    FilePaneView* leftView() { return window->findChild<FilePaneView*>("leftPane"); }
+    QStringList shownNames(FilePaneView* view)
+    {
+        QStringList names;
+        auto* model = view->table()->model();
+        for (int r = 0; r < model->rowCount(); ++r) names << model->index(r, 0).data().toString();
+        return names;
+    }
+
+    std::shared_ptr<FakeListingService> listing = std::make_shared<FakeListingService>();
+    std::unique_ptr<VelmoStore> store;
+    std::unique_ptr<MainWindow> window;
+};
+
+} // namespace
+
+TEST_F(WindowFixture, ShowsBothPanesWithTheirRowsAndColumns)
+{
+    EXPECT_EQ(window->windowTitle(), "Velmo");
+    EXPECT_EQ(window->size(), QSize(1280, 760));
+    FilePaneView* left = leftView();
+    ASSERT_TRUE(left);
+    EXPECT_EQ(shownNames(left), QStringList({"docs", "a.txt", "b.txt"}));
+    auto* model = left->table()->model();
+    QStringList headers;
+    for (int c = 0; c < model->columnCount(); ++c) headers << model->headerData(c, Qt::Horizontal).toString();
+    EXPECT_EQ(headers, QStringList({"Name", "Size", "Modified", "Kind"}));
+    EXPECT_EQ(window->tabBar()->count(), 1);
+    EXPECT_EQ(window->tabBar()->tabText(0), "w");
+}
+
+TEST_F(WindowFixture, ReturnOpensAFolderAndTheButtonsWalkHistory)
+{
+    FilePaneView* left = leftView();
+    left->store()->setSelectedEntryIDs({"/w/docs"});
+    QTest::keyClick(left->table(), Qt::Key_Return);
+    listing->answerAll();
+    EXPECT_EQ(left->store()->currentURL(), "/w/docs");
+    EXPECT_EQ(shownNames(left), QStringList({"inner.txt"}));
+    auto* back = left->findChild<QToolButton*>("back");
+    ASSERT_TRUE(back->isEnabled());
+    back->click();
+    listing->answerAll();
+    EXPECT_EQ(left->store()->currentURL(), "/w");
+    EXPECT_EQ(left->store()->selectedEntryIDs(), QSet<QString>({"/w/docs"}));
+    EXPECT_EQ(window->tabBar()->tabText(0), "w");
+}
+
+TEST_F(WindowFixture, AFailedFolderShowsItsReasonInPlaceOfTheList)
+{
+    FilePaneView* left = leftView();
+    left->store()->navigate("/w/gone");
+    listing->answerAll();
+    auto* failure = left->findChild<QLabel*>("failure");
+    ASSERT_TRUE(failure);
+    EXPECT_TRUE(failure->isVisible());
+    EXPECT_EQ(failure->text(), "Not a folder: /w/gone");
+    EXPECT_FALSE(left->table()->isVisible());
+}
+
+TEST_F(WindowFixture, RefreshesBecomeRowEditsNotResets)
+{
+    FilePaneView* left = leftView();
+    auto* model = left->model();
+    listing->folders["/w"] = makeFileEntries("/w", {"docs/", "b.txt", "c.txt"});
+    left->store()->startLoad("/w");
+    listing->answerAll();
+    EXPECT_EQ(shownNames(left), QStringList({"docs", "b.txt", "c.txt"}));
+    EXPECT_EQ(model->updateCounts().resets, 0);
+    EXPECT_EQ(model->updateCounts().removed, 1);
+    EXPECT_EQ(model->updateCounts().inserted, 1);
+
+    QSignalSpy reset(model, &QAbstractItemModel::modelReset);
+    QSignalSpy layout(model, &QAbstractItemModel::layoutChanged);
+    QSignalSpy inserted(model, &QAbstractItemModel::rowsInserted);
+    left->store()->startLoad("/w");
+    listing->answerAll();
+    EXPECT_EQ(reset.count() + layout.count() + inserted.count(), 0);
+
+    left->store()->sort(FileEntrySortColumn::name);
+    EXPECT_EQ(layout.count(), 1);
+    EXPECT_EQ(shownNames(left), QStringList({"docs", "c.txt", "b.txt"}));
+}
+
+TEST_F(WindowFixture, SelectionAndFilterFlowBetweenViewAndStore)
+{
+    FilePaneView* left = leftView();
+    left->table()->selectRow(1);
+    EXPECT_EQ(left->store()->selectedEntryIDs(), QSet<QString>({"/w/a.txt"}));
+    left->findChild<QLineEdit*>("filter")->setText("b");
+    EXPECT_EQ(shownNames(left), QStringList({"b.txt"}));
+    EXPECT_TRUE(left->store()->selectedEntryIDs().isEmpty());
+    left->store()->setSelectedEntryIDs({"/w/b.txt"});
+    EXPECT_EQ(left->table()->selectionModel()->selectedRows().size(), 1);
+}
+
+TEST_F(WindowFixture, TabsFollowTheStore)
+{
+    store->addTab();
+    listing->answerAll();
+    EXPECT_EQ(window->tabBar()->count(), 2);
+    EXPECT_EQ(window->tabBar()->currentIndex(), 1);
+    store->openSettingsTab();
+    EXPECT_EQ(window->tabBar()->tabText(2), "Settings");
+    store->closeTab(store->activeTabID());
+    EXPECT_EQ(window->tabBar()->count(), 2);
+    EXPECT_EQ(window->tabBar()->currentIndex(), 1);
+}
+
+TEST_F(WindowFixture, TheStateDumpHoldsTabsPanesRowsAndSelection)
+{
+    leftView()->store()->setSelectedEntryIDs({"/w/b.txt", "/w/docs"});
+    const QJsonObject state = StateDump::dump(*store);
+    ASSERT_EQ(state["tabs"].toArray().size(), 1);
+    const QJsonObject tab = state["tabs"].toArray()[0].toObject();
+    EXPECT_EQ(tab["activeTab"].toString(), QString());
+    EXPECT_EQ(state["activeTabID"].toString(), tab["id"].toString());
+    const QJsonObject left = tab["left"].toObject();
+    EXPECT_EQ(left["folder"].toString(), "/w");
+    EXPECT_EQ(left["loadState"].toString(), "ready");
+    EXPECT_EQ(left["rows"].toArray().size(), 3);
+    EXPECT_EQ(left["rows"].toArray()[0].toObject()["name"].toString(), "docs");
+    EXPECT_EQ(left["selection"].toArray(), QJsonArray({"/w/docs", "/w/b.txt"}));
+}
