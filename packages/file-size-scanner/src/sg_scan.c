@@ -159,30 +159,35 @@ static void apply_hidden_list(int dir_fd, sg_list_entry_t* entries, int32_t coun
    is refused before any statx is spent on it; then one statx per name relative to the
    open descriptor. */
 static int32_t list_directory_at(int fd, char* dents, sg_list_entry_t* entries, int32_t capacity,
-                                 int32_t* out_count, const int32_t* cancel_flag)
+                                 int32_t* out_count, int32_t* out_needed, const int32_t* cancel_flag)
 {
     *out_count = 0;
 
-    int32_t count = 0;
+    /* Past `capacity` the names are only counted, so that one retry with room enough follows. */
+    int64_t count = 0;
     int has_hidden_list = 0;
     for (ssize_t got; (got = getdents64(fd, dents, DENTS_BUFFER_SIZE)) > 0;) {
+        if (is_cancelled(cancel_flag)) return SG_LIST_CANCELLED;
         for (ssize_t offset = 0; offset < got;) {
             const struct dirent64* entry = (const struct dirent64*)(dents + offset);
             offset += entry->d_reclen;
             const char* name = entry->d_name;
             if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;
-            if (count == capacity) {
-                *out_count = count;
-                return SG_LIST_TOO_SMALL;
+            if (count < capacity) {
+                copy_name(entries[count].name, name);
+                if (strcmp(name, ".hidden") == 0) has_hidden_list = 1;
             }
-            copy_name(entries[count].name, name);
-            if (strcmp(name, ".hidden") == 0) has_hidden_list = 1;
             count++;
         }
     }
+    if (out_needed) *out_needed = count > INT32_MAX ? INT32_MAX : (int32_t)count;
+    if (count > capacity) {
+        *out_count = capacity;
+        return SG_LIST_TOO_SMALL;
+    }
 
     int32_t kept = 0;
-    for (int32_t i = 0; i < count; i++) {
+    for (int32_t i = 0; i < (int32_t)count; i++) {
         if (i % CANCEL_CHECK_STRIDE == CANCEL_CHECK_STRIDE - 1 && is_cancelled(cancel_flag))
             return SG_LIST_CANCELLED;
         struct statx sx;
@@ -216,7 +221,7 @@ int32_t sg_list_directory(const char* path, sg_list_entry_t* entries, int32_t ca
         return SG_LIST_UNREADABLE;
     }
     int fd = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    int32_t status = fd < 0 ? SG_LIST_UNREADABLE : list_directory_at(fd, dents, entries, capacity, out_count, NULL);
+    int32_t status = fd < 0 ? SG_LIST_UNREADABLE : list_directory_at(fd, dents, entries, capacity, out_count, NULL, NULL);
     if (fd >= 0) close(fd);
     free(dents);
     return status;
@@ -427,17 +432,22 @@ static int append_entries(sg_context_t* context, const sg_list_entry_t* entries,
 }
 
 /* Lists into the worker's buffer, doubling it while the folder does not fit. */
+/* Lists into the worker's buffer, doubling it until the folder fits. A failure to grow
+   drops the folder like an unreadable one would, without counting it. */
 static int32_t list_into_worker(sg_context_t* context, sg_worker_t* worker, int fd, int32_t* count)
 {
     int32_t status;
-    while ((status = list_directory_at(fd, worker->dents, worker->entries, worker->capacity, count,
+    int32_t needed = 0;
+    while ((status = list_directory_at(fd, worker->dents, worker->entries, worker->capacity, count, &needed,
                                        context->cancel_flag)) == SG_LIST_TOO_SMALL) {
-        if (worker->capacity > INT32_MAX / 2) return SG_LIST_CANCELLED;
-        sg_list_entry_t* grown = realloc(worker->entries, (size_t)worker->capacity * 2 * sizeof *grown);
+        int64_t capacity = worker->capacity;
+        while (capacity < needed) capacity *= 2;
+        if (capacity > INT32_MAX) return SG_LIST_CANCELLED;
+        sg_list_entry_t* grown = realloc(worker->entries, (size_t)capacity * sizeof *grown);
         if (!grown) return SG_LIST_CANCELLED;
         worker->entries = grown;
-        worker->capacity *= 2;
-        if (lseek(fd, 0, SEEK_SET) != 0) return SG_LIST_CANCELLED;
+        worker->capacity = (int32_t)capacity;
+        if (is_cancelled(context->cancel_flag) || lseek(fd, 0, SEEK_SET) != 0) return SG_LIST_CANCELLED;
     }
     return status;
 }

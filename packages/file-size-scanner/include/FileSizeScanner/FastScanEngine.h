@@ -1,0 +1,28 @@
+#pragma once
+
+#include "FileSizeScanner/ScanEngineProviding.h"
+
+#include <chrono>
+
+// The engine the application uses: runs the parallel walker on the scan's thread and,
+// while it runs, polls its counters and a capped snapshot every `pollInterval`.
+//
+// Updates: started, then progress and intermediateTree (only while the live tree still
+// grows and stays within `snapshotNodeLimit` nodes), then progress + finished, or failed,
+// or cancelled.
+class FastScanEngine : public ScanEngineProviding {
+public:
+    struct Options {
+        std::chrono::milliseconds pollInterval {200};
+        int32_t snapshotNodeLimit = 5000;
+        int32_t threadCount = 0; // walker threads; 0 means one per processor
+    };
+
+    FastScanEngine();
+    explicit FastScanEngine(Options options);
+
+    ScanUpdateStream startScan(const QString& rootPath) override;
+
+private:
+    Options options_;
+};

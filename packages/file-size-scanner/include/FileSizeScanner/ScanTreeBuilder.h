@@ -1,0 +1,22 @@
+#pragma once
+
+#include "CScanKit/sg_scan.h"
+#include "FileSizeScanner/NodeSize.h"
+#include "FileSizeScanner/ScanTree.h"
+
+// Turns the walker's flat records into a ScanTree. Paths are built from the parent's path
+// and the record's name, identifiers by StableScanNodeID, so a live tree and the final
+// tree agree on them.
+class ScanTreeBuilder {
+public:
+    // The final tree of a finished walk. Sizes every package by walking its contents and
+    // adds the difference to all its ancestors, in the flat records as well. Reads every
+    // record once in index order; std::nullopt when the result holds no node.
+    static std::optional<ScanTree> fromScanResult(sg_scan_result_t* result, const QString& rootPath);
+    // A live tree from a snapshot copy; children come from parent indices, packages stay at
+    // their own size.
+    static std::optional<ScanTree> fromSnapshot(const sg_flat_node_t* nodes, int32_t count, const QString& rootPath);
+    // A package measured as one leaf: the fallbacks plus every object below it, symbolic
+    // links not followed. std::nullopt when the package itself cannot be read.
+    static std::optional<NodeSize> packageSize(const QString& path, qint64 fallbackAllocated, qint64 fallbackLogical);
+};

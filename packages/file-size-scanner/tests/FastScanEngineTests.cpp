@@ -1,0 +1,231 @@
+#include "FileSizeScanner/FastScanEngine.h"
+#include "FileSizeScanner/ScanTreeBuilder.h"
+#include "FileSizeScanner/StableScanNodeID.h"
+#include "ScanStreamReading.h"
+#include "ScanTestTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace {
+
+QString q(const std::string& path)
+{
+    return QString::fromStdString(path);
+}
+
+const ScanUpdate::Finished& finishedOf(const std::vector<ScanUpdate>& updates)
+{
+    static const ScanUpdate::Finished none;
+    if (updates.empty()) return none;
+    const auto* finished = std::get_if<ScanUpdate::Finished>(&updates.back().value);
+    return finished ? *finished : none;
+}
+
+} // namespace
+
+TEST(FastScanEngine, EmptyFolderGivesStartedProgressFinishedWithOneRecord)
+{
+    ScanTestTree tree;
+    tree.folder("empty");
+    FastScanEngine engine;
+    auto stream = engine.startScan(q(tree.path("empty")) + "/");
+    const auto updates = readAll(stream);
+
+    ASSERT_EQ(updates.size(), 3u);
+    const auto& started = std::get<ScanUpdate::Started>(updates[0].value);
+    EXPECT_EQ(started.rootURL, q(tree.path("empty")));
+    EXPECT_EQ(std::get<ProgressSnapshot>(updates[1].value),
+              (ProgressSnapshot {1, 1, 0, 0, q(tree.path("empty"))}));
+    const auto& finished = finishedOf(updates);
+    ASSERT_EQ(finished.tree.nodesByID.size(), 1);
+    const auto root = finished.tree.rootNode();
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->displayName, "empty");
+    EXPECT_EQ(root->kind, ScanNodeKind::directory);
+    EXPECT_EQ(root->id, StableScanNodeID::forPath(q(tree.path("empty"))));
+    EXPECT_FALSE(root->parentID);
+    EXPECT_EQ(finished.summary.itemsScanned, 1);
+    EXPECT_EQ(finished.summary.rootURL, started.rootURL);
+    EXPECT_EQ(finished.summary.startedAt, started.startedAt);
+    EXPECT_LE(finished.summary.startedAt, finished.summary.finishedAt);
+}
+
+TEST(FastScanEngine, PackagesAreSizedAsWholesAndRaiseEveryAncestorToWhatDuFinds)
+{
+    ScanTestTree tree;
+    tree.folder("a");
+    tree.folder("a/b");
+    tree.file("a/b/plain.txt", 1500);
+    tree.folder("a/b/Tool.app");
+    tree.folder("a/b/Tool.app/Contents");
+    tree.folder("a/b/Tool.app/Contents/Resources");
+    tree.file("a/b/Tool.app/Contents/Resources/image.png", 90000);
+    tree.file("a/b/Tool.app/Contents/Info.plist", 700);
+    tree.symlink("Contents/Info.plist", "a/b/Tool.app/link");
+    tree.folder("side");
+    tree.file("side/s", 10);
+
+    FastScanEngine engine;
+    auto stream = engine.startScan(q(tree.path()));
+    const auto updates = readAll(stream);
+    const auto& finished = finishedOf(updates);
+    ASSERT_FALSE(finished.tree.nodesByID.isEmpty());
+    EXPECT_TRUE(updatesOf<ScanUpdate::IntermediateTree>(updates).empty()); // shorter than one poll
+
+    for (const std::string relative : {"", "a", "a/b", "a/b/Tool.app", "side"}) {
+        const auto node = finished.tree.node(StableScanNodeID::forPath(q(tree.path(relative))));
+        ASSERT_TRUE(node) << relative;
+        const DuTotals du = duTotals(tree.path(relative));
+        EXPECT_EQ(node->allocatedSize, du.allocated) << relative;
+        EXPECT_EQ(node->logicalSize, du.logical) << relative;
+    }
+    const auto package = finished.tree.node(StableScanNodeID::forPath(q(tree.path("a/b/Tool.app"))));
+    EXPECT_EQ(package->kind, ScanNodeKind::package);
+    EXPECT_TRUE(package->isPackage);
+    EXPECT_EQ(package->childCount, 0);
+    EXPECT_FALSE(finished.tree.childIDsByParentID.contains(package->id));
+    EXPECT_EQ(finished.summary.totalAllocatedSize, duTotals(tree.path()).allocated);
+    EXPECT_EQ(finished.summary.filesScanned, 3); // plain.txt, the package, s
+    EXPECT_EQ(finished.summary.directoriesScanned, 4);
+
+    const auto b = finished.tree.node(StableScanNodeID::forPath(q(tree.path("a/b"))));
+    const auto children = finished.tree.children(b->id);
+    ASSERT_EQ(children.size(), 2);
+    for (const auto& child : children) EXPECT_EQ(child.parentID, b->id);
+    EXPECT_EQ(finished.tree.pathTo(package->id).size(), 4);
+}
+
+TEST(FastScanEngine, APackageRootIsOneRecordSizedLikeDu)
+{
+    ScanTestTree tree;
+    tree.folder("Foo.app");
+    tree.folder("Foo.app/Contents");
+    tree.file("Foo.app/Contents/bin", 20000);
+
+    FastScanEngine engine({.pollInterval = std::chrono::milliseconds(1)});
+    auto stream = engine.startScan(q(tree.path("Foo.app")));
+    const auto updates = readAll(stream);
+    EXPECT_TRUE(updatesOf<ScanUpdate::IntermediateTree>(updates).empty());
+    const auto& finished = finishedOf(updates);
+    ASSERT_EQ(finished.tree.nodesByID.size(), 1);
+    const DuTotals du = duTotals(tree.path("Foo.app"));
+    EXPECT_EQ(finished.tree.rootNode()->kind, ScanNodeKind::package);
+    EXPECT_EQ(finished.tree.rootNode()->allocatedSize, du.allocated);
+    EXPECT_EQ(finished.tree.rootNode()->logicalSize, du.logical);
+    EXPECT_EQ(finished.summary.totalAllocatedSize, du.allocated);
+}
+
+TEST(FastScanEngine, RootsThatCannotBeScannedFail)
+{
+    ScanTestTree tree;
+    tree.file("file", 3);
+    FastScanEngine engine;
+    for (const std::string& path : {tree.path("missing"), tree.path("file")}) {
+        auto stream = engine.startScan(q(path));
+        const auto updates = readAll(stream);
+        ASSERT_EQ(updates.size(), 2u);
+        const auto& failed = std::get<ScanUpdate::Failed>(updates.back().value);
+        EXPECT_EQ(failed.failure, ScanFailure::rootInaccessible(q(path)));
+        EXPECT_EQ(failed.failure.message(), "Could not access folder: " + q(path));
+    }
+}
+
+class FastScanEngineLargeTree : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        tree_ = new ScanTestTree();
+        for (int d = 0; d < 60; ++d) {
+            tree_->folder("d" + std::to_string(d));
+            tree_->manyFiles("d" + std::to_string(d), 1000);
+        }
+    }
+    static void TearDownTestSuite()
+    {
+        delete tree_;
+        tree_ = nullptr;
+    }
+    static ScanTestTree* tree_;
+};
+ScanTestTree* FastScanEngineLargeTree::tree_ = nullptr;
+
+TEST_F(FastScanEngineLargeTree, LiveTreesGrowUpToTheLimitAndKeepTheFinalIdentifiers)
+{
+    FastScanEngine engine({.pollInterval = std::chrono::milliseconds(1), .threadCount = 1});
+    auto stream = engine.startScan(q(tree_->path()));
+    const auto updates = readAll(stream);
+    const auto& finished = finishedOf(updates);
+    ASSERT_EQ(finished.tree.nodesByID.size(), 60 * 1001 + 1);
+
+    qsizetype previous = 0;
+    bool sawLimit = false;
+    for (const ScanUpdate& update : updates) {
+        const auto* live = std::get_if<ScanUpdate::IntermediateTree>(&update.value);
+        if (!live) continue;
+        const qsizetype size = live->tree.nodesByID.size();
+        EXPECT_FALSE(sawLimit) << "no live tree after the limit was reached";
+        EXPECT_GT(size, previous);
+        EXPECT_LE(size, 5000);
+        sawLimit = size == 5000;
+        previous = size;
+        EXPECT_EQ(live->tree.rootID, finished.tree.rootID);
+        for (auto it = live->tree.nodesByID.cbegin(); it != live->tree.nodesByID.cend(); ++it) {
+            const auto final = finished.tree.node(it.key());
+            ASSERT_TRUE(final);
+            EXPECT_EQ(final->url, it->url);
+            EXPECT_EQ(final->parentID, it->parentID);
+        }
+    }
+    EXPECT_GT(updatesOf<ProgressSnapshot>(updates).size(), 1u);
+}
+
+TEST_F(FastScanEngineLargeTree, CancellingEndsTheStreamWithCancelled)
+{
+    FastScanEngine engine({.pollInterval = std::chrono::milliseconds(1), .threadCount = 1});
+    auto stream = engine.startScan(q(tree_->path()));
+    auto first = stream.next();
+    ASSERT_TRUE(first && std::holds_alternative<ScanUpdate::Started>(first->value));
+    stream.cancel();
+    const auto rest = readAll(stream);
+    ASSERT_FALSE(rest.empty());
+    EXPECT_TRUE(std::holds_alternative<ScanUpdate::Cancelled>(rest.back().value));
+    EXPECT_TRUE(updatesOf<ScanUpdate::Finished>(rest).empty());
+}
+
+TEST_F(FastScanEngineLargeTree, DroppingTheStreamStopsTheScanPromptly)
+{
+    FastScanEngine engine({.pollInterval = std::chrono::milliseconds(1), .threadCount = 1});
+    const auto start = std::chrono::steady_clock::now();
+    {
+        auto stream = engine.startScan(q(tree_->path()));
+        stream.next();
+        stream.next();
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+TEST(ScanTreeBuilder, SnapshotRootNamesFallBackToThePath)
+{
+    sg_flat_node_t nodes[2] {};
+    nodes[0].parent_index = -1;
+    nodes[0].obj_type = SG_OBJ_DIRECTORY;
+    nodes[0].child_count = 1;
+    nodes[0].allocated_size = 4096;
+    std::strcpy(nodes[1].name, "etc");
+    nodes[1].parent_index = 0;
+    nodes[1].obj_type = SG_OBJ_DIRECTORY;
+
+    const auto tree = ScanTreeBuilder::fromSnapshot(nodes, 2, "/");
+    ASSERT_TRUE(tree);
+    EXPECT_EQ(tree->rootNode()->displayName, "/");
+    EXPECT_EQ(tree->rootNode()->url, "/");
+    const auto children = tree->children(tree->rootID);
+    ASSERT_EQ(children.size(), 1);
+    EXPECT_EQ(children[0].url, "/etc");
+    EXPECT_EQ(children[0].id, StableScanNodeID::forPath(u"/etc"));
+
+    EXPECT_EQ(ScanTreeBuilder::fromSnapshot(nodes, 1, "/tmp/x")->rootNode()->displayName, "x");
+    EXPECT_FALSE(ScanTreeBuilder::fromSnapshot(nodes, 0, "/"));
+}

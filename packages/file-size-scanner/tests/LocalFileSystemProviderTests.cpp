@@ -1,0 +1,87 @@
+#include "FileSizeScanner/LocalFileSystemProvider.h"
+#include "ScanTestTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <sys/stat.h>
+
+namespace {
+
+std::optional<ChildEntry> entryNamed(const QList<ChildEntry>& entries, const QString& name)
+{
+    for (const ChildEntry& entry : entries)
+        if (entry.values.name == name) return entry;
+    return std::nullopt;
+}
+
+} // namespace
+
+TEST(LocalFileSystemProvider, ChildEntriesReportTypesFlagsAndDuSizes)
+{
+    ScanTestTree tree;
+    tree.file(".dot", 5);
+    tree.file("listed", 6);
+    tree.file("plain", 7000);
+    tree.folder("Bundle.bundle");
+    tree.symlink("Bundle.bundle", "link");
+    tree.file(".hidden", 0);
+    {
+        FILE* hidden = std::fopen(tree.path(".hidden").c_str(), "w");
+        std::fputs("listed\nnot-there\n", hidden);
+        std::fclose(hidden);
+    }
+    const LocalFileSystemProvider fs;
+    const auto entries = fs.childEntries(tree.root() + "/");
+    ASSERT_TRUE(entries);
+    EXPECT_EQ(entries->size(), 6);
+
+    EXPECT_TRUE(entryNamed(*entries, ".dot")->values.isHidden);
+    EXPECT_TRUE(entryNamed(*entries, "listed")->values.isHidden);
+    const auto plain = entryNamed(*entries, "plain");
+    EXPECT_FALSE(plain->values.isHidden);
+    EXPECT_EQ(plain->url, tree.root() + "/plain");
+    struct stat st {};
+    lstat(tree.path("plain").c_str(), &st);
+    EXPECT_EQ(plain->values.fileSize, 7000);
+    EXPECT_EQ(plain->values.fileAllocatedSize, qint64(st.st_blocks) * 512);
+    EXPECT_FALSE(plain->values.totalFileSize);
+
+    const auto bundle = entryNamed(*entries, "Bundle.bundle");
+    EXPECT_TRUE(bundle->values.isDirectory);
+    EXPECT_TRUE(bundle->values.isPackage);
+    const auto link = entryNamed(*entries, "link");
+    EXPECT_FALSE(link->values.isDirectory);
+    EXPECT_FALSE(link->values.isPackage);
+    EXPECT_EQ(link->values.fileSize, 13);
+}
+
+TEST(LocalFileSystemProvider, FailuresCarryTheErrorAndPath)
+{
+    ScanTestTree tree;
+    const LocalFileSystemProvider fs;
+    const QString missing = tree.root() + "/missing";
+    EXPECT_EQ(fs.childEntries(missing).error(), (FileSystemError {ENOENT, missing}));
+    EXPECT_EQ(fs.resourceValues(missing).error(), (FileSystemError {ENOENT, missing}));
+
+    tree.folder("Tool.app");
+    const auto values = fs.resourceValues(tree.root() + "/Tool.app/.");
+    ASSERT_TRUE(values);
+    EXPECT_EQ(values->name, "Tool.app");
+    EXPECT_TRUE(values->isDirectory && values->isPackage && values->isReadable);
+}
+
+TEST(LocalFileSystemProvider, UnreadableFolderFailsForAnOrdinaryUser)
+{
+    ScanTestTree tree;
+    tree.folder("locked", 0700);
+    tree.file("locked/f", 1);
+    const QString locked = tree.root() + "/locked";
+    const int status = runAsNobody([&] {
+        const LocalFileSystemProvider fs;
+        const auto entries = fs.childEntries(locked);
+        const auto values = fs.resourceValues(locked);
+        return (!entries && entries.error().code == EACCES && values && !values->isReadable) ? 0 : 1;
+    });
+    EXPECT_EQ(status, 0);
+}

@@ -1,0 +1,105 @@
+#include "ScanTestTree.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+void check(bool ok, const std::string& what)
+{
+    if (!ok) throw std::runtime_error("test tree: " + what);
+}
+
+qint64 firstNumberOf(const std::string& command)
+{
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return -1;
+    long long value = -1;
+    if (std::fscanf(pipe, "%lld", &value) != 1) value = -1;
+    pclose(pipe);
+    return value;
+}
+
+} // namespace
+
+ScanTestTree::ScanTestTree()
+{
+    // Readable by everyone, so a child running as "nobody" can walk it.
+    chmod(dir_.path().toLocal8Bit().constData(), 0755);
+}
+
+std::string ScanTestTree::path(const std::string& relative) const
+{
+    std::string base = dir_.path().toStdString();
+    return relative.empty() ? base : base + "/" + relative;
+}
+
+void ScanTestTree::folder(const std::string& relative, unsigned mode) const
+{
+    check(mkdir(path(relative).c_str(), 0755) == 0, "mkdir " + relative);
+    check(chmod(path(relative).c_str(), mode) == 0, "chmod " + relative);
+}
+
+void ScanTestTree::file(const std::string& relative, qint64 bytes) const
+{
+    const int fd = open(path(relative).c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+    check(fd >= 0, "create " + relative);
+    std::vector<char> data(size_t(bytes), 'x');
+    check(write(fd, data.data(), data.size()) == ssize_t(data.size()), "write " + relative);
+    close(fd);
+}
+
+void ScanTestTree::sparseFile(const std::string& relative, qint64 logicalBytes) const
+{
+    const int fd = open(path(relative).c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+    check(fd >= 0 && ftruncate(fd, logicalBytes) == 0, "sparse " + relative);
+    close(fd);
+}
+
+void ScanTestTree::symlink(const std::string& target, const std::string& relative) const
+{
+    check(::symlink(target.c_str(), path(relative).c_str()) == 0, "symlink " + relative);
+}
+
+void ScanTestTree::hardLink(const std::string& existing, const std::string& relative) const
+{
+    check(link(path(existing).c_str(), path(relative).c_str()) == 0, "link " + relative);
+}
+
+void ScanTestTree::manyFiles(const std::string& folderRelative, int count, const std::string& prefix) const
+{
+    const std::string base = path(folderRelative) + "/" + prefix;
+    for (int i = 0; i < count; ++i) {
+        const int fd = open((base + std::to_string(i)).c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+        check(fd >= 0, "create many");
+        close(fd);
+    }
+}
+
+DuTotals duTotals(const std::string& path)
+{
+    const std::string quoted = "'" + path + "'";
+    return {firstNumberOf("du -s -l --apparent-size --bytes " + quoted + " 2>/dev/null"),
+            firstNumberOf("du -s -l -B1 " + quoted + " 2>/dev/null")};
+}
+
+int runAsNobody(const std::function<int()>& body)
+{
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        const uid_t nobody = 65534;
+        if (geteuid() == 0 && (setresgid(nobody, nobody, nobody) != 0 || setresuid(nobody, nobody, nobody) != 0))
+            _exit(100);
+        _exit(body());
+    }
+    int status = 0;
+    if (child < 0 || waitpid(child, &status, 0) != child) return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <functional>
+#include <string>
+
+// Real folders for the scanner tests: a fresh temporary folder and helpers that create
+// entries in it with exact sizes.
+class ScanTestTree {
+public:
+    ScanTestTree();
+    QString root() const { return dir_.path(); }
+    std::string path(const std::string& relative = {}) const;
+
+    void folder(const std::string& relative, unsigned mode = 0755) const;
+    void file(const std::string& relative, qint64 bytes) const;
+    void sparseFile(const std::string& relative, qint64 logicalBytes) const;
+    void symlink(const std::string& target, const std::string& relative) const;
+    void hardLink(const std::string& existing, const std::string& relative) const;
+    // `count` empty files named <prefix><n> in one folder.
+    void manyFiles(const std::string& folderRelative, int count, const std::string& prefix = "f") const;
+
+private:
+    QTemporaryDir dir_;
+};
+
+// What du finds for a folder, hard links counted every time: logical (apparent) bytes
+// and allocated bytes.
+struct DuTotals {
+    qint64 logical = -1;
+    qint64 allocated = -1;
+};
+DuTotals duTotals(const std::string& path);
+
+// Runs `body` in a forked child with the user "nobody", so permissions hold even when the
+// tests run as root. Returns the child's exit status (0 when every check passed).
+int runAsNobody(const std::function<int()>& body);
