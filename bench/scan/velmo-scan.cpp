@@ -3,8 +3,8 @@
 //
 //   velmo-scan [-t THREADS] [--split] [--tree] FOLDER
 //     -t N     worker threads (default: one per online processor)
-//     --split  print on stderr how the time divides between the walk, the roll-ups and,
-//              with --tree, building the final tree; and the peak resident memory
+//     --split  print on stderr how the time divides between the walk and the roll-ups (or,
+//              with --tree, the scan and building the final tree) and the resident memory
 //     --tree   also build the final ScanTree, as the size map receives it
 #include "CScanKit/sg_scan.h"
 #include "FileSizeScanner/ScanTreeBuilder.h"
@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -25,6 +26,16 @@ using Clock = std::chrono::steady_clock;
 double secondsSince(Clock::time_point start)
 {
     return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double residentMiB()
+{
+    long pages = 0, resident = 0;
+    if (FILE* statm = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(statm, "%ld %ld", &pages, &resident) != 2) resident = 0;
+        std::fclose(statm);
+    }
+    return double(resident) * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
 }
 
 long peakResidentKiB()
@@ -73,17 +84,20 @@ int main(int argc, char** argv)
                 folder);
     std::fflush(stdout);
 
+    const double walkResident = residentMiB();
+    double treeResident = 0;
     double treeSeconds = 0;
     qsizetype treeNodes = 0;
     if (tree) {
         const auto treeStart = Clock::now();
         auto built = ScanTreeBuilder::fromScanResult(&result, FilePaths::standardized(FilePaths::fromNative(folder, qsizetype(std::strlen(folder)))));
         treeSeconds = secondsSince(treeStart);
+        treeResident = residentMiB();
         treeNodes = built ? built->nodesByID.size() : 0;
     }
 
     double rollUpSeconds = 0;
-    if (split) {
+    if (split && !tree) {
         // The finishing passes again, on their own, to see their share of the scan above.
         const auto rollUpStart = Clock::now();
         sg_accumulate_sizes(&result);
@@ -93,10 +107,13 @@ int main(int argc, char** argv)
     sg_scan_result_free(&result);
 
     if (split) {
-        std::fprintf(stderr, "walk %.3f s  roll-ups %.3f s  (sg_full_scan %.3f s)", scanSeconds - rollUpSeconds,
-                     rollUpSeconds, scanSeconds);
+        if (tree) std::fprintf(stderr, "sg_full_scan %.3f s", scanSeconds);
+        else std::fprintf(stderr, "walk %.3f s  roll-ups %.3f s  (sg_full_scan %.3f s)", scanSeconds - rollUpSeconds,
+                          rollUpSeconds, scanSeconds);
         if (tree) std::fprintf(stderr, "  buildTree %.3f s (%lld records)", treeSeconds, static_cast<long long>(treeNodes));
-        std::fprintf(stderr, "  peak RSS %.1f MiB\n", double(peakResidentKiB()) / 1024.0);
+        std::fprintf(stderr, "\nresident after walk %.1f MiB", walkResident);
+        if (tree) std::fprintf(stderr, ", with tree %.1f MiB", treeResident);
+        std::fprintf(stderr, ", peak %.1f MiB\n", double(peakResidentKiB()) / 1024.0);
     }
     return 0;
 }

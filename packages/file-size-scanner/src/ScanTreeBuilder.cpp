@@ -1,22 +1,25 @@
 #include "FileSizeScanner/ScanTreeBuilder.h"
 
 #include "FileSizeScanner/LocalFileSystemProvider.h"
-#include "FileSizeScanner/NodeSizingService.h"
 #include "FileSizeScanner/StableScanNodeID.h"
+#include "sg_scan_internal.h"
 
 #include <PathKit/FilePaths.h>
 
+#include <QStringList>
 #include <QtGlobal>
 
 #include <cstring>
 #include <limits>
+#include <string>
 #include <vector>
 
 namespace {
 
 qint64 checkedSize(uint64_t value)
 {
-    if (value > uint64_t(std::numeric_limits<qint64>::max())) qFatal("scan size out of range: %llu", (unsigned long long)value);
+    if (value > uint64_t(std::numeric_limits<qint64>::max()))
+        qFatal("scan size out of range: %llu", static_cast<unsigned long long>(value));
     return qint64(value);
 }
 
@@ -34,6 +37,11 @@ bool isFolderType(uint8_t objType)
     return objType == SG_OBJ_DIRECTORY || objType == SG_OBJ_PACKAGE;
 }
 
+qsizetype nameLength(const sg_flat_node_t& node)
+{
+    return qsizetype(strnlen(node.name, sizeof node.name));
+}
+
 // Paths and identifiers of the records in index order. Parents always precede children,
 // so each path is its parent's path plus the record's name; only folders keep theirs,
 // since only folders are parents.
@@ -41,9 +49,8 @@ class PathChain {
 public:
     PathChain(const QString& rootPath, int32_t count)
         : rootPath_(rootPath)
-        , rootNative_(FilePaths::toNative(rootPath))
-        , paths_(size_t(count))
-        , nativePaths_(size_t(count))
+        , rootNative_(FilePaths::toNative(rootPath).toStdString())
+        , folderOrdinals_(size_t(count), -1)
         , ids_(size_t(count))
     {
     }
@@ -55,30 +62,28 @@ public:
 
     Step add(int32_t index, const sg_flat_node_t& node)
     {
-        const qsizetype nameLength = qsizetype(strnlen(node.name, sizeof node.name));
-        Step step {QString(), FilePaths::fromNative(node.name, nameLength)};
-        QByteArray native;
+        const qsizetype length = nameLength(node);
+        Step step {QString(), FilePaths::fromNative(node.name, length)};
         const int32_t parent = node.parent_index;
-        if (index == 0 || parent < 0 || parent >= index) {
+        const int32_t ordinal = parent >= 0 && parent < index ? folderOrdinals_[size_t(parent)] : -1;
+        if (index == 0 || ordinal < 0) {
             step.path = rootPath_;
-            native = rootNative_;
+            native_ = rootNative_;
         } else {
-            const QByteArray& parentNative = nativePaths_[size_t(parent)];
-            const bool atRoot = parentNative == "/";
-            native.reserve(parentNative.size() + 1 + nameLength);
-            native.append(parentNative);
-            if (!atRoot) native.append('/');
-            native.append(node.name, nameLength);
-            const QString& parentPath = paths_[size_t(parent)];
-            step.path.reserve(parentPath.size() + 1 + step.name.size());
-            step.path.append(parentPath);
+            const Folder& folder = folders_[size_t(ordinal)];
+            const bool atRoot = folder.native == "/";
+            native_.assign(folder.native);
+            if (!atRoot) native_.push_back('/');
+            native_.append(node.name, size_t(length));
+            step.path.reserve(folder.path.size() + 1 + step.name.size());
+            step.path.append(folder.path);
             if (!atRoot) step.path.append(QLatin1Char('/'));
             step.path.append(step.name);
         }
-        ids_[size_t(index)] = StableScanNodeID::forNativePath(native.constData(), native.size());
+        ids_[size_t(index)] = StableScanNodeID::forNativePath(native_.data(), qsizetype(native_.size()));
         if (isFolderType(node.obj_type)) {
-            paths_[size_t(index)] = step.path;
-            nativePaths_[size_t(index)] = std::move(native);
+            folderOrdinals_[size_t(index)] = int32_t(folders_.size());
+            folders_.push_back({step.path, native_});
         }
         return step;
     }
@@ -86,10 +91,15 @@ public:
     const QUuid& id(int32_t index) const { return ids_[size_t(index)]; }
 
 private:
+    struct Folder {
+        QString path;
+        std::string native;
+    };
     QString rootPath_;
-    QByteArray rootNative_;
-    std::vector<QString> paths_;
-    std::vector<QByteArray> nativePaths_;
+    std::string rootNative_;
+    std::string native_; // scratch, reused for every record
+    std::vector<int32_t> folderOrdinals_;
+    std::vector<Folder> folders_;
     std::vector<QUuid> ids_;
 };
 
@@ -118,18 +128,36 @@ ScanNodeRecord makeRecord(int32_t index, const sg_flat_node_t& node, const PathC
     return record;
 }
 
-// Adds a package's newly found content to every ancestor, flat record and tree record alike.
-void raiseAncestors(sg_flat_node_t* nodes, int32_t index, qint64 allocatedDelta, qint64 logicalDelta,
-                    const PathChain& chain, ScanTree& tree)
+// The path of a flat record, from the names up its parent chain.
+QString flatPath(const sg_flat_node_t* nodes, int32_t index, const QString& rootPath)
 {
-    for (int32_t ancestor = nodes[index].parent_index; ancestor >= 0 && ancestor < index;
-         index = ancestor, ancestor = nodes[ancestor].parent_index) {
-        nodes[ancestor].allocated_size += uint64_t(allocatedDelta);
-        nodes[ancestor].logical_size += uint64_t(logicalDelta);
-        auto record = tree.nodesByID.find(chain.id(ancestor));
-        if (record != tree.nodesByID.end()) {
-            record->allocatedSize += allocatedDelta;
-            record->logicalSize += logicalDelta;
+    QStringList names;
+    for (int32_t i = index; i > 0 && nodes[i].parent_index >= 0 && nodes[i].parent_index < i; i = nodes[i].parent_index)
+        names.prepend(FilePaths::fromNative(nodes[i].name, nameLength(nodes[i])));
+    QString path = rootPath;
+    for (const QString& name : names) path = FilePaths::appending(path, name);
+    return path;
+}
+
+// Replaces each package's own size by the size of its whole content and adds the
+// difference to every ancestor. Done on the flat records before any tree record exists,
+// so that the records are built with their final sizes in one pass.
+void sizePackages(sg_flat_node_t* nodes, int32_t count, const QString& rootPath)
+{
+    for (int32_t i = 0; i < count; ++i) {
+        if (nodes[i].obj_type != SG_OBJ_PACKAGE) continue;
+        const auto size = ScanTreeBuilder::packageSize(flatPath(nodes, i, rootPath), checkedSize(nodes[i].allocated_size),
+                                                       checkedSize(nodes[i].logical_size));
+        if (!size) continue;
+        const uint64_t allocatedDelta = uint64_t(size->allocated) - nodes[i].allocated_size;
+        const uint64_t logicalDelta = uint64_t(size->logical) - nodes[i].logical_size;
+        nodes[i].allocated_size = uint64_t(size->allocated);
+        nodes[i].logical_size = uint64_t(size->logical);
+        if (allocatedDelta == 0 && logicalDelta == 0) continue;
+        for (int32_t child = i, ancestor = nodes[i].parent_index; ancestor >= 0 && ancestor < child;
+             child = ancestor, ancestor = nodes[ancestor].parent_index) {
+            nodes[ancestor].allocated_size += allocatedDelta;
+            nodes[ancestor].logical_size += logicalDelta;
         }
     }
 }
@@ -141,35 +169,31 @@ std::optional<ScanTree> ScanTreeBuilder::fromScanResult(sg_scan_result_t* result
     if (!result || !result->nodes || result->node_count < 1) return std::nullopt;
     const int32_t count = result->node_count;
     sg_flat_node_t* nodes = result->nodes;
+    sizePackages(nodes, count, rootPath);
+
+    // The flat records are read once, front to back; what the children pass needs is kept
+    // aside, so the records' memory goes back while the tree grows.
+    constexpr int32_t kDiscardStride = 1 << 16;
+    std::vector<std::pair<int32_t, int32_t>> childRanges(static_cast<size_t>(count)); // first_child, child_count
     PathChain chain(rootPath, count);
     ScanTree tree;
     tree.nodesByID.reserve(count);
-
     for (int32_t i = 0; i < count; ++i) {
+        if (i % kDiscardStride == 0) sg_discard_nodes_before(result, i);
         const PathChain::Step step = chain.add(i, nodes[i]);
+        childRanges[size_t(i)] = {nodes[i].first_child, nodes[i].child_count};
         ScanNodeRecord record = makeRecord(i, nodes[i], step, chain, rootPath);
-        if (nodes[i].obj_type == SG_OBJ_PACKAGE) {
-            if (const auto size = packageSize(record.url, record.allocatedSize, record.logicalSize)) {
-                const qint64 allocatedDelta = size->allocated - record.allocatedSize;
-                const qint64 logicalDelta = size->logical - record.logicalSize;
-                record.allocatedSize = size->allocated;
-                record.logicalSize = size->logical;
-                nodes[i].allocated_size = uint64_t(size->allocated);
-                nodes[i].logical_size = uint64_t(size->logical);
-                if (allocatedDelta != 0 || logicalDelta != 0)
-                    raiseAncestors(nodes, i, allocatedDelta, logicalDelta, chain, tree);
-            }
-        }
         tree.nodesByID.insert(record.id, std::move(record));
     }
+    sg_discard_nodes_before(result, count);
 
     for (int32_t i = 0; i < count; ++i) {
-        const sg_flat_node_t& node = nodes[i];
-        if (node.child_count < 1 || node.first_child < 0) continue;
-        const int64_t end = std::min<int64_t>(int64_t(node.first_child) + node.child_count, result->children_count);
+        const auto [firstChild, childCount] = childRanges[size_t(i)];
+        if (childCount < 1 || firstChild < 0) continue;
+        const int64_t end = std::min<int64_t>(int64_t(firstChild) + childCount, result->children_count);
         QList<QUuid> ids;
-        ids.reserve(node.child_count);
-        for (int64_t k = node.first_child; k < end; ++k) {
+        ids.reserve(childCount);
+        for (int64_t k = firstChild; k < end; ++k) {
             const int32_t child = result->children[k];
             if (child >= 0 && child < count) ids.append(chain.id(child));
         }

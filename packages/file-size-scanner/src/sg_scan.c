@@ -314,6 +314,16 @@ static void unmap_nodes(sg_flat_node_t* nodes, int64_t capacity)
     if (nodes) munmap(nodes, node_bytes(capacity));
 }
 
+void sg_discard_nodes_before(sg_scan_result_t* result, int32_t index)
+{
+    if (!result || !result->nodes || index <= 0) return;
+    if (index > result->node_count) index = result->node_count;
+    const uintptr_t page = 4096;
+    uintptr_t start = (uintptr_t)result->nodes;
+    uintptr_t end = ((uintptr_t)(result->nodes + index)) & ~(page - 1);
+    if (end > start) madvise((void*)start, end - start, MADV_DONTNEED);
+}
+
 static int grow_nodes(sg_scan_result_t* result, int64_t needed)
 {
     int64_t capacity = result->node_capacity;
@@ -580,7 +590,11 @@ int32_t sg_full_scan_with_threads(const char* path, sg_scan_result_t* result, in
     result->children = NULL;
     result->node_count = 0;
     result->children_count = 0;
-    result->_items_scanned = result->_dirs_scanned = result->_files_scanned = result->_unreadable_count = 0;
+    /* Atomic like every other touch of the counters: a poll may already be reading them. */
+    __atomic_store_n(&result->_items_scanned, 0, __ATOMIC_RELAXED);
+    __atomic_store_n(&result->_dirs_scanned, 0, __ATOMIC_RELAXED);
+    __atomic_store_n(&result->_files_scanned, 0, __ATOMIC_RELAXED);
+    __atomic_store_n(&result->_unreadable_count, 0, __ATOMIC_RELAXED);
 
     fill_root(&result->nodes[0], path, &st);
     result->node_count = 1;

@@ -36,6 +36,11 @@ int32_t sg_list_directory(const char* path, sg_list_entry_t* entries, int32_t ca
 void sg_accumulate_sizes(sg_scan_result_t* result);
 void sg_build_children(sg_scan_result_t* result);
 
+/* Gives the memory of the records below `index` of a finished result back to the system; they
+   read as zero afterwards. For a reader that consumes the records once, front to back, so that
+   the records and what is built from them are never both held in full. */
+void sg_discard_nodes_before(sg_scan_result_t* result, int32_t index);
+
 #ifdef __cplusplus
 }
 #endif

@@ -10,8 +10,9 @@
 class ScanTreeBuilder {
 public:
     // The final tree of a finished walk. Sizes every package by walking its contents and
-    // adds the difference to all its ancestors, in the flat records as well. Reads every
-    // record once in index order; std::nullopt when the result holds no node.
+    // adds the difference to all its ancestors. Consumes the flat records: their memory goes
+    // back to the system as the tree grows, so only the counters and the children array of
+    // `result` stay meaningful. std::nullopt when the result holds no node.
     static std::optional<ScanTree> fromScanResult(sg_scan_result_t* result, const QString& rootPath);
     // A live tree from a snapshot copy; children come from parent indices, packages stay at
     // their own size.
