@@ -84,14 +84,17 @@ FileSystemCalls::Result<void> FileItemOperations::copyData(int sourceFd, int des
         if (!meansUnsupported(cloned.error())) return cloned;
         devicesWithoutCloning.insert(status.st_dev);
     }
+    if (devicesWithoutRangeCopy.contains(status.st_dev)) return copyByReading(sourceFd, destinationFd);
     // Stop at the size read at the start: one call fewer per small file, and a
     // file that grows meanwhile is copied as it was.
     qint64 copied = 0;
     while (copied < size) {
         const auto chunk = calls.copyRange(sourceFd, destinationFd, std::min(size - copied, kCopyChunk));
         if (!chunk) {
-            if (meansUnsupported(chunk.error())) return copyByReading(sourceFd, destinationFd);
-            return std::unexpected(chunk.error());
+            if (!meansUnsupported(chunk.error())) return std::unexpected(chunk.error());
+            // Both descriptors stand where the kernel stopped: reading goes on from there.
+            devicesWithoutRangeCopy.insert(status.st_dev);
+            return copyByReading(sourceFd, destinationFd);
         }
         if (*chunk == 0) break;
         copied += *chunk;

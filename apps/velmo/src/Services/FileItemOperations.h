@@ -11,8 +11,9 @@
 // The single-item steps of a transfer on top of the platform calls. Every step
 // creates its destination exclusively, so nothing that appears there meanwhile
 // is ever overwritten, and a step that fails leaves nothing of itself behind.
-// One instance serves one batch on one thread: it remembers the file systems on
-// which cloning failed so that it is not tried for every file.
+// One instance serves one batch on one thread: it remembers the source file
+// systems from which cloning or in-kernel copying failed, so that they are not
+// tried again for every file.
 class FileItemOperations {
 public:
     using Result = std::expected<void, FileTransferSystemError>;
@@ -55,5 +56,6 @@ private:
 
     FileSystemCalls& calls;
     QSet<dev_t> devicesWithoutCloning;
+    QSet<dev_t> devicesWithoutRangeCopy;
     std::unique_ptr<char[]> buffer;
 };
