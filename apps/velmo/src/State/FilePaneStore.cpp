@@ -22,7 +22,7 @@ FilePaneStore::FilePaneStore(PaneID id, FilePaneServices services, Configuration
       directoryRefreshDebounceNanoseconds_(configuration.directoryRefreshDebounceNanoseconds),
       currentURL_(FilePaths::standardized(configuration.folderURL)), fileViewMode_(configuration.viewMode),
       sortColumn_(configuration.sortColumn), sortAscending_(configuration.sortAscending),
-      showHiddenFiles_(configuration.showHiddenFiles)
+      visibleColumns_(configuration.visibleColumns), showHiddenFiles_(configuration.showHiddenFiles)
 {
     if (!services_.clock) services_.clock = MonotonicClock::system();
     breadcrumbTrailURL_ = currentURL_;

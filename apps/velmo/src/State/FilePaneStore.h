@@ -67,6 +67,7 @@ public:
         VelmoFileViewMode viewMode = VelmoFileViewMode::list;
         FileEntrySortColumn sortColumn = FileEntrySortColumn::name;
         bool sortAscending = true;
+        QSet<FileEntryColumn> visibleColumns {FileEntryColumn::size, FileEntryColumn::modified, FileEntryColumn::kind};
         quint64 directoryRefreshDebounceNanoseconds = 250'000'000;
     };
 

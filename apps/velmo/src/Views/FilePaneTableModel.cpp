@@ -9,13 +9,49 @@
 #include <QStyle>
 
 FilePaneTableModel::FilePaneTableModel(FilePaneStore* store, QObject* parent)
-    : QAbstractTableModel(parent), store_(store),
-      columns_ {FileEntrySortColumn::name, FileEntrySortColumn::size, FileEntrySortColumn::modified,
-                FileEntrySortColumn::kind}
+    : QAbstractTableModel(parent), store_(store)
 {
     rows_ = store->treeRows();
     rebuildIndex();
+    updateColumns();
     connect(store, &FilePaneStore::rowsChanged, this, &FilePaneTableModel::applyRows);
+    connect(store, &FilePaneStore::columnsChanged, this, [this] {
+        beginResetModel();
+        updateColumns();
+        endResetModel();
+    });
+}
+
+const std::vector<FilePaneTableModel::ColumnInfo>& FilePaneTableModel::allColumns()
+{
+    using C = FileEntrySortColumn;
+    static const std::vector<ColumnInfo> columns {
+        {C::name, "Name", "Name", 180, 340},
+        {C::contents, "Files, Folders", "Contents", 86, 104},
+        {C::size, "Size", "Size", 72, 90},
+        {C::modified, "Modified", "Date Modified", 92, 132},
+        {C::created, "Created", "Date Created", 92, 132},
+        {C::lastOpened, "Last Opened", "Date Last Opened", 92, 132},
+        {C::added, "Added", "Date Added", 92, 132},
+        {C::kind, "Kind", "Kind", 120, 150},
+        {C::version, "Version", "Version", 80, 90},
+    };
+    return columns;
+}
+
+void FilePaneTableModel::updateColumns()
+{
+    columns_ = {FileEntrySortColumn::name};
+    QSet<FileEntrySortColumn> visible;
+    for (FileEntryColumn column : store_->visibleColumns()) visible.insert(FileEntryColumns::sortColumn(column));
+    // A stored order goes first; columns it doesn't name follow in the standard order.
+    for (const QString& id : store_->columnOrder())
+        if (auto column = FileEntryColumns::sortColumn(id); column && visible.contains(*column)
+            && std::find(columns_.begin(), columns_.end(), *column) == columns_.end())
+            columns_.push_back(*column);
+    for (const ColumnInfo& info : allColumns())
+        if (visible.contains(info.column) && std::find(columns_.begin(), columns_.end(), info.column) == columns_.end())
+            columns_.push_back(info.column);
 }
 
 int FilePaneTableModel::rowCount(const QModelIndex& parent) const
@@ -64,7 +100,8 @@ QVariant FilePaneTableModel::data(const QModelIndex& index, int role) const
     case Qt::ToolTipRole:
         return index.column() == 0 ? QVariant(FilePaths::displayName(entry.id)) : QVariant();
     case Qt::TextAlignmentRole:
-        if (columns_[index.column()] == FileEntrySortColumn::size)
+        if (columns_[index.column()] == FileEntrySortColumn::size
+            || columns_[index.column()] == FileEntrySortColumn::contents)
             return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
         return {};
     case Qt::ForegroundRole:
@@ -83,9 +120,14 @@ QVariant FilePaneTableModel::display(const FileEntry& entry, int column) const
     case FileEntrySortColumn::name: return FilePaths::displayName(entry.name);
     case FileEntrySortColumn::size: return FilePaneSizeDisplay::value(entry);
     case FileEntrySortColumn::modified: return VelmoFormatters::date(entry.modificationDate);
+    case FileEntrySortColumn::created: return VelmoFormatters::date(entry.creationDate);
+    case FileEntrySortColumn::lastOpened: return VelmoFormatters::date(entry.contentAccessDate);
+    case FileEntrySortColumn::added: return VelmoFormatters::date(entry.addedDate);
     case FileEntrySortColumn::kind: return entry.localizedKind.value_or(QStringLiteral("--"));
-    default: return {};
+    case FileEntrySortColumn::version: return entry.version.value_or(QStringLiteral("--"));
+    case FileEntrySortColumn::contents: return QStringLiteral("--");
     }
+    return {};
 }
 
 QIcon FilePaneTableModel::icon(const FileEntry& entry) const
@@ -102,13 +144,9 @@ QVariant FilePaneTableModel::headerData(int section, Qt::Orientation orientation
 {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 || section >= int(columns_.size()))
         return {};
-    switch (columns_[section]) {
-    case FileEntrySortColumn::name: return QStringLiteral("Name");
-    case FileEntrySortColumn::size: return QStringLiteral("Size");
-    case FileEntrySortColumn::modified: return QStringLiteral("Modified");
-    case FileEntrySortColumn::kind: return QStringLiteral("Kind");
-    default: return {};
-    }
+    for (const ColumnInfo& info : allColumns())
+        if (info.column == columns_[section]) return QString::fromLatin1(info.title);
+    return {};
 }
 
 void FilePaneTableModel::rebuildIndex()

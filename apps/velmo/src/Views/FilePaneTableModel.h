@@ -30,6 +30,18 @@ public:
     FileEntrySortColumn sortColumnOfSection(int section) const;
     int sectionOfSortColumn(FileEntrySortColumn column) const;
 
+    // The list's columns: the name, then the visible ones in the pane's order
+    // (or the standard order), each with its title and widths.
+    struct ColumnInfo {
+        FileEntrySortColumn column;
+        const char* title;
+        const char* menuTitle;
+        int minimumWidth;
+        int width;
+    };
+    static const std::vector<ColumnInfo>& allColumns();
+    const std::vector<FileEntrySortColumn>& columns() const { return columns_; }
+
     // Counts of what the last update did, for tests and the state dump.
     struct UpdateCounts {
         int resets = 0;
@@ -45,6 +57,7 @@ private:
     QVariant display(const FileEntry& entry, int column) const;
     QIcon icon(const FileEntry& entry) const;
     void rebuildIndex();
+    void updateColumns();
 
     QPointer<FilePaneStore> store_;
     std::vector<FilePaneRow> rows_;

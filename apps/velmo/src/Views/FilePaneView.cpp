@@ -11,6 +11,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QStackedWidget>
 #include <QStyle>
 #include <QTableView>
@@ -93,9 +94,11 @@ void FilePaneView::buildLayout()
     table_->horizontalHeader()->setHighlightSections(false);
     table_->horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
     table_->horizontalHeader()->setStretchLastSection(true);
-    table_->setColumnWidth(0, 280);
-    table_->setColumnWidth(1, 80);
-    table_->setColumnWidth(2, 140);
+    table_->horizontalHeader()->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(table_->horizontalHeader(), &QHeaderView::customContextMenuRequested, this,
+            [this](const QPoint& at) { showColumnsMenu(table_->horizontalHeader()->mapToGlobal(at)); });
+    connect(model_, &QAbstractItemModel::modelReset, this, &FilePaneView::applyColumnWidths);
+    applyColumnWidths();
     table_->installEventFilter(this);
     stack_->addWidget(table_);
     failureLabel_ = new QLabel(stack_);
@@ -136,6 +139,44 @@ void FilePaneView::connectStore()
         if (filterField_->text() != store_->filterText()) filterField_->setText(store_->filterText());
     });
     connect(store_, &FilePaneStore::currentURLChanged, this, [this] { table_->scrollToTop(); });
+}
+
+void FilePaneView::applyColumnWidths()
+{
+    const auto& columns = model_->columns();
+    for (std::size_t section = 0; section < columns.size(); ++section) {
+        for (const auto& info : FilePaneTableModel::allColumns()) {
+            if (info.column != columns[section]) continue;
+            const double stored = store_->columnWidths().value(FileEntryColumns::id(info.column), 0);
+            table_->setColumnWidth(int(section), std::max(info.minimumWidth, stored > 0 ? int(stored) : info.width));
+        }
+    }
+    updateSortIndicator();
+}
+
+void FilePaneView::showColumnsMenu(const QPoint& at)
+{
+    QMenu menu(QStringLiteral("Columns"), this);
+    QAction* name = menu.addAction(QStringLiteral("Name"));
+    name->setCheckable(true);
+    name->setChecked(true);
+    name->setEnabled(false);
+    for (FileEntryColumn column : FileEntryColumns::allColumns) {
+        const auto sortColumn = FileEntryColumns::sortColumn(column);
+        for (const auto& info : FilePaneTableModel::allColumns()) {
+            if (info.column != sortColumn) continue;
+            QAction* item = menu.addAction(QString::fromLatin1(info.menuTitle));
+            item->setCheckable(true);
+            item->setChecked(store_->visibleColumns().contains(column));
+            connect(item, &QAction::toggled, this, [this, column](bool on) {
+                QSet<FileEntryColumn> columns = store_->visibleColumns();
+                if (on) columns.insert(column);
+                else columns.remove(column);
+                store_->setVisibleColumns(columns);
+            });
+        }
+    }
+    menu.exec(at);
 }
 
 void FilePaneView::focusList()

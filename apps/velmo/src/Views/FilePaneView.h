@@ -43,6 +43,8 @@ private:
     void openCurrentRow();
     void applyPendingScroll();
     void placeToast();
+    void applyColumnWidths();
+    void showColumnsMenu(const QPoint& at);
 
     QPointer<VelmoStore> app_;
     QPointer<FilePaneStore> store_;

@@ -135,3 +135,13 @@ TEST(FileEntry, DropDestinationsFollowLinksButNeverIntoPackages)
     EXPECT_EQ(FilePaneSizeDisplay::value(makeFileEntry("/f", "e", false, 0)), "0 KB");
     EXPECT_EQ(FilePaneSizeDisplay::value(makeFileEntry("/f", "e", false, 1500)), "2 KB");
 }
+
+#include "Models/FilePaneNameDateStyler.h"
+
+TEST(FilePaneNameDateStyler, FindsLeadingDatesWithOneSeparator)
+{
+    EXPECT_EQ(FilePaneNameDateStyler::leadingDateRange("2024-05-01 notes.txt"), std::make_pair(0, 10));
+    EXPECT_EQ(FilePaneNameDateStyler::leadingDateRange("2024.05.01"), std::make_pair(0, 10));
+    EXPECT_FALSE(FilePaneNameDateStyler::leadingDateRange("2024-05.01 mixed"));
+    EXPECT_FALSE(FilePaneNameDateStyler::leadingDateRange("notes 2024-05-01"));
+}
