@@ -1,34 +1,20 @@
 #include "Models/FileEntrySort.h"
 
-#include <QCollator>
+#include "Models/NameCollator.h"
+
+#include <QHash>
 
 #include <algorithm>
+#include <cstring>
+#include <numeric>
 #include <thread>
 
 namespace {
 
-QCollator makeCollator()
-{
-    // The C locale collates by code point and ignores numeric mode; people read
-    // names in a language, so fall back to English there.
-    const QLocale system;
-    QCollator collator(system.language() == QLocale::C ? QLocale(QLocale::English, QLocale::UnitedStates) : system);
-    collator.setNumericMode(true);
-    collator.setCaseSensitivity(Qt::CaseInsensitive);
-    return collator;
-}
-
-// QCollator is not safe to share between threads; each thread has its own.
-QCollator& threadCollator()
-{
-    thread_local QCollator collator = makeCollator();
-    return collator;
-}
-
 struct Item {
     const FileEntryRef* ref;
-    const QCollatorSortKey* nameKey;
-    const QCollatorSortKey* textKey; // kind or version
+    int nameRank;
+    int textRank; // kind or version; -1 when absent
     std::optional<qint64> number;
     bool countsAsFolder;
 };
@@ -58,14 +44,35 @@ std::optional<qint64> numberFor(const FileEntry& entry, FileEntrySortColumn colu
     }
 }
 
+bool isTextColumn(FileEntrySortColumn column)
+{
+    return column == FileEntrySortColumn::kind || column == FileEntrySortColumn::version;
+}
+
 const std::optional<QString>& textFor(const FileEntry& entry, FileEntrySortColumn column)
 {
     return column == FileEntrySortColumn::kind ? entry.localizedKind : entry.version;
 }
 
-bool isTextColumn(FileEntrySortColumn column)
+// Ranks of the few distinct kinds or versions, by the same collation as names.
+QHash<QString, int> textRanks(const FileEntryList& entries, FileEntrySortColumn column)
 {
-    return column == FileEntrySortColumn::kind || column == FileEntrySortColumn::version;
+    QStringList distinct;
+    QHash<QString, int> ranks;
+    for (const auto& entry : entries)
+        if (const auto& text = textFor(*entry, column); text && !ranks.contains(*text)) {
+            ranks.insert(*text, 0);
+            distinct.append(*text);
+        }
+    NameCollator& collator = NameCollator::forThisThread();
+    std::sort(distinct.begin(), distinct.end(),
+              [&](const QString& a, const QString& b) { return collator.compare(a, b) < 0; });
+    int rank = 0;
+    for (qsizetype i = 0; i < distinct.size(); ++i) {
+        if (i > 0 && collator.compare(distinct[i - 1], distinct[i]) != 0) ++rank;
+        ranks[distinct[i]] = rank;
+    }
+    return ranks;
 }
 
 class Comparator {
@@ -81,19 +88,14 @@ public:
     {
         if (grouping_ && l.countsAsFolder != r.countsAsFolder) return l.countsAsFolder;
         switch (o_.column) {
-        case FileEntrySortColumn::name: {
-            const int c = l.nameKey->compare(*r.nameKey);
-            return o_.ascending ? c < 0 : c > 0;
-        }
+        case FileEntrySortColumn::name:
+            return o_.ascending ? l.nameRank < r.nameRank : l.nameRank > r.nameRank;
         case FileEntrySortColumn::kind:
-        case FileEntrySortColumn::version: {
-            if (l.textKey && !r.textKey) return true;
-            if (!l.textKey && r.textKey) return false;
-            if (!l.textKey) return tieBreak(l, r);
-            const int c = l.textKey->compare(*r.textKey);
-            if (c == 0) return tieBreak(l, r);
-            return o_.ascending ? c < 0 : c > 0;
-        }
+        case FileEntrySortColumn::version:
+            if (l.textRank >= 0 && r.textRank < 0) return true;
+            if (l.textRank < 0 && r.textRank >= 0) return false;
+            if (l.textRank == r.textRank) return tieBreak(l, r);
+            return o_.ascending ? l.textRank < r.textRank : l.textRank > r.textRank;
         case FileEntrySortColumn::contents:
             if (!hasContentProvider_) return tieBreak(l, r);
             [[fallthrough]];
@@ -106,83 +108,81 @@ public:
     }
 
 private:
-    static bool tieBreak(const Item& l, const Item& r) { return l.nameKey->compare(*r.nameKey) < 0; }
+    static bool tieBreak(const Item& l, const Item& r) { return l.nameRank < r.nameRank; }
 
     FileEntrySort::Options o_;
     bool hasContentProvider_;
     bool grouping_;
 };
 
-// Fills `cache` with keys for every name (and kind/version text) it lacks,
-// collating on two threads when there are many.
-void fillKeys(const FileEntryList& entries, FileEntrySortColumn column, FileEntrySort::KeyCache& cache)
-{
-    QStringList missing;
-    QSet<QString> seen;
-    auto want = [&](const QString& text) {
-        if (!cache.contains(text) && !seen.contains(text)) {
-            seen.insert(text);
-            missing.append(text);
-        }
-    };
-    for (const auto& entry : entries) {
-        want(entry->name);
-        if (isTextColumn(column))
-            if (const auto& text = textFor(*entry, column)) want(*text);
-    }
-    if (missing.isEmpty()) return;
-    std::vector<std::optional<QCollatorSortKey>> keys(missing.size());
-    auto work = [&](qsizetype begin, qsizetype end) {
-        QCollator& collator = threadCollator();
-        for (qsizetype i = begin; i < end; ++i) keys[i] = collator.sortKey(missing[i]);
-    };
-    if (missing.size() >= 4096) {
-        const qsizetype half = missing.size() / 2;
-        std::jthread helper(work, half, missing.size());
-        work(0, half);
-    } else {
-        work(0, missing.size());
-    }
-    cache.reserve(cache.size() + missing.size());
-    for (qsizetype i = 0; i < missing.size(); ++i) cache.insert(missing[i], *keys[i]);
-}
-
-Item makeItem(const FileEntryRef& ref, const FileEntrySort::Options& o, const FileEntrySort::KeyCache& cache,
-              const FileEntrySort::NumberProvider& size, const FileEntrySort::NumberProvider& count)
-{
-    Item item {&ref, &*cache.constFind(ref->name), nullptr, std::nullopt,
-               countsAsFolder(*ref, o.groupFolderAliasesWithFolders)};
-    if (isTextColumn(o.column)) {
-        if (const auto& text = textFor(*ref, o.column)) item.textKey = &*cache.constFind(*text);
-    } else {
-        item.number = numberFor(*ref, o.column, size, count);
-    }
-    return item;
-}
-
 } // namespace
+
+FileEntrySort::NameRanks FileEntrySort::nameRanks(const FileEntryList& entries)
+{
+    const std::size_t n = entries.size();
+    std::vector<std::size_t> offsets(n);
+    std::string arenas[2];
+    auto collate = [&](int arena, std::size_t begin, std::size_t end) {
+        NameCollator& collator = NameCollator::forThisThread();
+        arenas[arena].reserve((end - begin) * 24);
+        for (std::size_t i = begin; i < end; ++i) offsets[i] = collator.appendKey(entries[i]->name, arenas[arena]);
+    };
+    const std::size_t half = n >= 4096 ? n / 2 : n;
+    if (half < n) {
+        std::jthread helper(collate, 1, half, n);
+        collate(0, 0, half);
+    } else {
+        collate(0, 0, n);
+    }
+    std::vector<const char*> keys(n);
+    for (std::size_t i = 0; i < n; ++i) keys[i] = (i < half ? arenas[0] : arenas[1]).data() + offsets[i];
+
+    std::vector<int> order(n);
+    std::iota(order.begin(), order.end(), 0);
+    std::sort(order.begin(), order.end(), [&](int a, int b) { return std::strcmp(keys[a], keys[b]) < 0; });
+    NameRanks ranks(n);
+    int rank = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        if (i > 0 && std::strcmp(keys[order[i - 1]], keys[order[i]]) != 0) ++rank;
+        ranks[order[i]] = rank;
+    }
+    return ranks;
+}
 
 bool FileEntrySort::order(const FileEntry& lhs, const FileEntry& rhs, const Options& options,
                           const NumberProvider& sizeProvider, const NumberProvider& contentCountProvider)
 {
     FileEntryList pair {std::make_shared<const FileEntry>(lhs), std::make_shared<const FileEntry>(rhs)};
-    KeyCache cache;
-    fillKeys(pair, options.column, cache);
-    const Item l = makeItem(pair[0], options, cache, sizeProvider, contentCountProvider);
-    const Item r = makeItem(pair[1], options, cache, sizeProvider, contentCountProvider);
-    return Comparator(options, bool(contentCountProvider))(l, r);
+    FileEntryList result = sorted(pair, options, sizeProvider, contentCountProvider);
+    // Stable: rhs stands first only if it must, and lhs goes before only if rhs can't.
+    if (result[0] != pair[0]) return false;
+    const FileEntryList reversed = sorted({pair[1], pair[0]}, options, sizeProvider, contentCountProvider);
+    return reversed[0] == pair[0];
 }
 
 FileEntryList FileEntrySort::sorted(const FileEntryList& entries, const Options& options,
                                     const NumberProvider& sizeProvider, const NumberProvider& contentCountProvider,
-                                    KeyCache* cache)
+                                    const NameRanks* ranks)
 {
-    KeyCache local;
-    KeyCache& keys = cache ? *cache : local;
-    fillKeys(entries, options.column, keys);
+    NameRanks computed;
+    if (!ranks || ranks->size() != entries.size()) {
+        computed = nameRanks(entries);
+        ranks = &computed;
+    }
+    const bool text = isTextColumn(options.column);
+    const QHash<QString, int> texts = text ? textRanks(entries, options.column) : QHash<QString, int>();
     std::vector<Item> items;
     items.reserve(entries.size());
-    for (const auto& entry : entries) items.push_back(makeItem(entry, options, keys, sizeProvider, contentCountProvider));
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const FileEntry& entry = *entries[i];
+        Item item {&entries[i], (*ranks)[i], -1, std::nullopt, countsAsFolder(entry, options.groupFolderAliasesWithFolders)};
+        if (text) {
+            if (const auto& value = textFor(entry, options.column)) item.textRank = texts.value(*value);
+        } else if (options.column != FileEntrySortColumn::name) {
+            item.number = numberFor(entry, options.column, sizeProvider, contentCountProvider);
+        }
+        items.push_back(item);
+    }
     std::stable_sort(items.begin(), items.end(), Comparator(options, bool(contentCountProvider)));
     FileEntryList out;
     out.reserve(items.size());
@@ -192,5 +192,5 @@ FileEntryList FileEntrySort::sorted(const FileEntryList& entries, const Options&
 
 int FileEntrySort::compareNames(const QString& a, const QString& b)
 {
-    return threadCollator().compare(a, b);
+    return NameCollator::forThisThread().compare(a, b);
 }

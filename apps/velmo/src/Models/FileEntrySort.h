@@ -3,11 +3,9 @@
 #include "Models/FileEntrySortColumn.h"
 #include "Models/FilePaneRow.h"
 
-#include <QCollatorSortKey>
-#include <QHash>
-
 #include <functional>
 #include <optional>
+#include <vector>
 
 // The pane's sort order. Folders group first under smart sorting (except by size
 // and contents); names compare naturally ("file2" before "file10"), without case;
@@ -23,18 +21,20 @@ public:
         bool operator==(const Options&) const = default;
     };
     using NumberProvider = std::function<std::optional<qint64>(const FileEntry&)>;
-    // Collation keys by name; a pane keeps one per folder so a re-sort or a refresh
-    // does not collate the same names again.
-    using KeyCache = QHash<QString, QCollatorSortKey>;
+    // The place of each entry's name in name order, parallel to a list: names are
+    // collated once per list, after which every sort compares integers.
+    using NameRanks = std::vector<int>;
+
+    static NameRanks nameRanks(const FileEntryList& entries);
 
     // Whether `lhs` goes before `rhs`.
     static bool order(const FileEntry& lhs, const FileEntry& rhs, const Options& options,
                       const NumberProvider& sizeProvider = {}, const NumberProvider& contentCountProvider = {});
 
-    // A stable sort by the same rule.
+    // A stable sort by the same rule; `ranks`, when given, must be those of `entries`.
     static FileEntryList sorted(const FileEntryList& entries, const Options& options,
                                 const NumberProvider& sizeProvider = {},
-                                const NumberProvider& contentCountProvider = {}, KeyCache* cache = nullptr);
+                                const NumberProvider& contentCountProvider = {}, const NameRanks* ranks = nullptr);
 
     // The natural, case-insensitive compare of two names (<0, 0, >0).
     static int compareNames(const QString& a, const QString& b);

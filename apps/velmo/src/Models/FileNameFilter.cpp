@@ -22,15 +22,29 @@ QString FileNameFilter::fold(const QString& text)
     return out.toCaseFolded();
 }
 
+void FileNameFilter::clearCache()
+{
+    folded_.clear();
+    lastSource_.clear();
+    lastFolded_.clear();
+}
+
 FileEntryList FileNameFilter::filter(const FileEntryList& entries, const QString& filterText)
 {
     const QString needle = fold(filterText.trimmed());
     if (needle.isEmpty()) return entries;
-    FileEntryList kept;
-    for (const auto& entry : entries) {
-        auto it = folded_.constFind(entry->name);
-        if (it == folded_.constEnd()) it = folded_.insert(entry->name, fold(entry->name));
-        if (it->contains(needle)) kept.push_back(entry);
+    if (lastSource_ != entries) {
+        lastFolded_.clear();
+        lastFolded_.reserve(entries.size());
+        for (const auto& entry : entries) {
+            auto it = folded_.constFind(entry->name);
+            if (it == folded_.constEnd()) it = folded_.insert(entry->name, fold(entry->name));
+            lastFolded_.push_back(*it);
+        }
+        lastSource_ = entries;
     }
+    FileEntryList kept;
+    for (std::size_t i = 0; i < entries.size(); ++i)
+        if (lastFolded_[i].contains(needle)) kept.push_back(entries[i]);
     return kept;
 }

@@ -13,8 +13,12 @@ public:
     static QString fold(const QString& text);
 
     FileEntryList filter(const FileEntryList& entries, const QString& filterText);
-    void clearCache() { folded_.clear(); }
+    void clearCache();
 
 private:
     QHash<QString, QString> folded_;
+    // The folded names of the last list filtered, in its order: typing into the
+    // filter scans this vector and looks nothing up.
+    FileEntryList lastSource_;
+    std::vector<QString> lastFolded_;
 };

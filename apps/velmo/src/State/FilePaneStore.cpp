@@ -252,8 +252,6 @@ void FilePaneStore::commitNavigation(const NavigationCommit& commit, FileEntryLi
     setHistory(std::move(back), std::move(forward));
     shouldResetBreadcrumbTrailOnNextURLChange_ = commit.resetBreadcrumbTrail;
     if (currentURL_ != commit.toURL) {
-        // A new folder collates new names and folds new names.
-        nameKeys_.clear();
         nameFilter_.clearCache();
         setCurrentURL(commit.toURL);
     }

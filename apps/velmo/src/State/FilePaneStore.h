@@ -255,7 +255,9 @@ private:
     QStringList backStack_;
     QStringList forwardStack_;
 
-    FileEntrySort::KeyCache nameKeys_;
+    // Name order of entries_, valid while entries_ holds the same objects.
+    FileEntrySort::NameRanks nameRanks_;
+    FileEntryList rankedEntries_;
     // What sortedEntries_ was sorted from, and how, to skip sorts that would change nothing.
     FileEntryList sortedSource_;
     std::optional<FileEntrySort::Options> sortedOptions_;

@@ -14,7 +14,11 @@ void FilePaneStore::resortEntries()
     const FileEntrySort::Options options {sortColumn_, sortAscending_, smartSorting_, sortFolderAliasesWithFolders_};
     // A refresh that found nothing new keeps its order without sorting again.
     if (sortedSource_ != entries_ || sortedOptions_ != options) {
-        sortedEntries_ = FileEntrySort::sorted(entries_, options, {}, {}, &nameKeys_);
+        if (rankedEntries_ != entries_) {
+            nameRanks_ = FileEntrySort::nameRanks(entries_);
+            rankedEntries_ = entries_;
+        }
+        sortedEntries_ = FileEntrySort::sorted(entries_, options, {}, {}, &nameRanks_);
         sortedSource_ = entries_;
         sortedOptions_ = options;
     }
@@ -27,15 +31,21 @@ void FilePaneStore::updateVisibleEntriesCache()
     std::vector<FilePaneRow> rows = FilePaneRow::rows(visible);
     setDerivedLists(sortedEntries_, std::move(visible), std::move(rows));
 
-    QSet<QString> onShow;
-    onShow.reserve(qsizetype(treeRows_.size()));
-    for (const auto& row : treeRows_) onShow.insert(row.entry->id);
+    // Only ids that are selected or pending are looked for; with none, the rows
+    // are not walked at all (a keystroke in the filter of a large folder).
+    const bool pendingRename = pendingInlineRenameEntryID_.has_value();
+    const bool pendingSelection = pendingSelectionEntryID_.has_value();
+    if (selectedEntryIDs_.isEmpty() && !pendingRename && !pendingSelection) return;
     QSet<QString> selection;
-    for (const QString& id : selectedEntryIDs_)
-        if (onShow.contains(id)) selection.insert(id);
-    if (pendingInlineRenameEntryID_ && onShow.contains(*pendingInlineRenameEntryID_))
-        selection.insert(*pendingInlineRenameEntryID_);
-    if (pendingSelectionEntryID_ && onShow.contains(*pendingSelectionEntryID_)) {
+    bool renameOnShow = false, pendingOnShow = false;
+    for (const auto& row : treeRows_) {
+        const QString& id = row.entry->id;
+        if (selectedEntryIDs_.contains(id)) selection.insert(id);
+        if (pendingRename && id == *pendingInlineRenameEntryID_) renameOnShow = true;
+        if (pendingSelection && id == *pendingSelectionEntryID_) pendingOnShow = true;
+    }
+    if (renameOnShow) selection.insert(*pendingInlineRenameEntryID_);
+    if (pendingOnShow) {
         selection = {*pendingSelectionEntryID_};
         setPendingSelectionEntryID(std::nullopt);
     }
