@@ -1,13 +1,10 @@
 #include "Services/PackageNames.h"
 
+#include "CScanKit/sg_scan.h"
+#include "PathKit/FilePaths.h"
+
 bool isPackageName(QStringView name)
 {
-    static const char16_t* const suffixes[] = {
-        u".app", u".framework", u".bundle", u".plugin", u".kext", u".appex", u".xpc",
-        u".qlgenerator", u".mdimporter", u".prefPane", u".component", u".saver", u".pkg",
-    };
-    if (name.size() < 4) return false;
-    for (const char16_t* suffix : suffixes)
-        if (name.endsWith(QStringView(suffix), Qt::CaseInsensitive)) return true;
-    return false;
+    // One rule for the panes and the size scanner.
+    return sg_is_package_name(FilePaths::toNative(name).constData()) != 0;
 }

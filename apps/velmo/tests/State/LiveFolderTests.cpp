@@ -1,0 +1,66 @@
+#include "Services/DirectoryListingService.h"
+#include "Services/InotifyDirectoryWatcher.h"
+#include "State/FilePaneStore.h"
+#include "TestSupport.h"
+
+#include <QFile>
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// A pane on a real folder with the real listing service and watcher.
+std::unique_ptr<FilePaneStore> livePane(const QString& folder)
+{
+    FilePaneServices services;
+    services.listing = std::make_shared<DirectoryListingService>();
+    services.watcher = std::make_shared<InotifyDirectoryWatcher>();
+    FilePaneStore::Configuration configuration;
+    configuration.folderURL = folder;
+    configuration.directoryRefreshDebounceNanoseconds = 20'000'000;
+    auto pane = std::make_unique<FilePaneStore>(PaneID::left, services, configuration);
+    pane->startLoad(folder);
+    waitUntil([&] { return pane->loadState() == FilePaneLoadState::ready(); });
+    return pane;
+}
+
+bool showsRow(const FilePaneStore& pane, const QString& name)
+{
+    for (const auto& row : pane.treeRows())
+        if (row.entry->name == name) return true;
+    return false;
+}
+
+} // namespace
+
+TEST(LiveFolder, RowsFollowChangesMadeByOtherPrograms)
+{
+    TemporaryFolder tmp;
+    tmp.file("keep.txt");
+    tmp.file("doomed.txt");
+    auto pane = livePane(tmp.path());
+    ASSERT_EQ(pane->treeRows().size(), 2u);
+    pane->setSelectedEntryIDs({tmp.path() + "/keep.txt", tmp.path() + "/doomed.txt"});
+    pane->setFilterText(".txt");
+
+    tmp.file("arrived.txt");
+    tmp.file("other.dat");
+    QFile::remove(tmp.path() + "/doomed.txt");
+    ASSERT_TRUE(waitUntil([&] { return showsRow(*pane, "arrived.txt") && !showsRow(*pane, "doomed.txt"); }));
+    EXPECT_FALSE(showsRow(*pane, "other.dat")); // the filter stays on
+    EXPECT_EQ(pane->filterText(), ".txt");
+    EXPECT_EQ(pane->selectedEntryIDs(), QSet<QString>({tmp.path() + "/keep.txt"}));
+}
+
+TEST(LiveFolder, AFolderDeletedWhileOnShowFailsWithItsReason)
+{
+    TemporaryFolder tmp;
+    const QString folder = tmp.folder("vanishing");
+    tmp.file("vanishing/a");
+    auto pane = livePane(folder);
+    QDir(folder).removeRecursively();
+    ASSERT_TRUE(waitUntil([&] { return pane->loadState().isFailed(); }));
+    EXPECT_EQ(pane->loadState().failureMessage, "Not a folder: " + folder);
+    EXPECT_TRUE(pane->treeRows().empty());
+}
