@@ -19,6 +19,8 @@ BrowserTabView::BrowserTabView(VelmoStore* app, BrowserPanes* panes, QWidget* pa
     splitter_->addWidget(right_);
     splitter_->setChildrenCollapsible(false);
     layout->addWidget(splitter_);
+    connect(left_, &FilePaneView::otherPaneRequested, right_, &FilePaneView::focusList);
+    connect(right_, &FilePaneView::otherPaneRequested, left_, &FilePaneView::focusList);
     connect(panes, &BrowserPanes::activePaneChanged, this, &BrowserTabView::updateActiveMarks);
     connect(panes, &BrowserPanes::expandedPaneChanged, this, &BrowserTabView::updateExpansion);
     updateActiveMarks();

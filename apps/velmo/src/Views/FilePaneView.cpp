@@ -99,6 +99,7 @@ void FilePaneView::buildLayout()
             [this](const QPoint& at) { showColumnsMenu(table_->horizontalHeader()->mapToGlobal(at)); });
     connect(model_, &QAbstractItemModel::modelReset, this, &FilePaneView::applyColumnWidths);
     applyColumnWidths();
+    table_->setTabKeyNavigation(false);
     table_->installEventFilter(this);
     stack_->addWidget(table_);
     failureLabel_ = new QLabel(stack_);
@@ -323,6 +324,10 @@ bool FilePaneView::eventFilter(QObject* watched, QEvent* event)
         }
         if (key->key() == Qt::Key_Backspace) {
             store_->goUp();
+            return true;
+        }
+        if (key->key() == Qt::Key_Tab) {
+            emit otherPaneRequested();
             return true;
         }
     }

@@ -27,6 +27,10 @@ public:
     void focusList();
     void focusFilter();
 
+signals:
+    // Tab in the list: the user wants the other pane.
+    void otherPaneRequested();
+
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;

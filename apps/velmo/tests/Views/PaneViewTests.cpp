@@ -133,6 +133,19 @@ TEST_F(WindowFixture, SelectionAndFilterFlowBetweenViewAndStore)
     EXPECT_EQ(left->table()->selectionModel()->selectedRows().size(), 1);
 }
 
+TEST_F(WindowFixture, TabMovesToTheOtherPaneAndMakesItActive)
+{
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    FilePaneView* left = leftView();
+    left->focusList();
+    QTest::keyClick(left->table(), Qt::Key_Tab);
+    EXPECT_EQ(store->activePaneID(), PaneID::right);
+    auto* right = window->findChild<FilePaneView*>("rightPane");
+    QTest::keyClick(right->table(), Qt::Key_Tab);
+    EXPECT_EQ(store->activePaneID(), PaneID::left);
+}
+
 TEST_F(WindowFixture, TabsFollowTheStore)
 {
     store->addTab();
