@@ -8,6 +8,8 @@
 
 BreadcrumbBar::BreadcrumbBar(FilePaneStore* store, QWidget* parent) : QWidget(parent), store_(store)
 {
+    // A deep path must not widen the pane: the bar shrinks and clips instead.
+    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     layout_ = new QHBoxLayout(this);
     layout_->setContentsMargins(0, 0, 0, 0);
     layout_->setSpacing(0);

@@ -18,6 +18,10 @@ BrowserTabView::BrowserTabView(VelmoStore* app, BrowserPanes* panes, QWidget* pa
     splitter_->addWidget(left_);
     splitter_->addWidget(right_);
     splitter_->setChildrenCollapsible(false);
+    // Two equal halves, whatever each pane shows first.
+    splitter_->setStretchFactor(0, 1);
+    splitter_->setStretchFactor(1, 1);
+    splitter_->setSizes({1000, 1000});
     layout->addWidget(splitter_);
     connect(left_, &FilePaneView::otherPaneRequested, right_, &FilePaneView::focusList);
     connect(right_, &FilePaneView::otherPaneRequested, left_, &FilePaneView::focusList);
