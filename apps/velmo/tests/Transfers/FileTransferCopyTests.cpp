@@ -167,19 +167,6 @@ TEST_F(FileTransferCopyTest, AStopBetweenSourcesKeepsTheFinishedOnes)
     EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
 }
 
-TEST_F(FileTransferCopyTest, AStopInsideATreeRemovesOnlyThatTree)
-{
-    TestTree::buildSampleTree(src("first"));
-    TestTree::buildSampleTree(src("second"));
-    // The sample tree has 10 files; stop while the second one is half copied.
-    calls->beforeCall(Call::create, 12, [&] { stop.request_stop(); });
-
-    const auto result = copy({src("first"), src("second")});
-    ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error(), FileTransferError(FileTransferCancellation::copied({dst("first")})));
-    EXPECT_EQ(TestTree::childNames(destination), QStringList({"first"}));
-}
-
 TEST_F(FileTransferCopyTest, AFullDiskAtTheThirdItemRemovesTheFirstTwoAsWell)
 {
     for (const char* name : {"a", "b", "c"}) TestTree::writeFile(src(name), QByteArray(5000, *name));

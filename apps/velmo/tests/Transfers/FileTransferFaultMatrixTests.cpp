@@ -128,7 +128,7 @@ TEST_P(FaultMatrix, EveryFailingCallRestoresTheStart)
     const auto counts = lastCalls;
 
     int failedRuns = 0;
-    for (Call call : FaultInjectingFileSystemCalls::mutatingCalls()) {
+    for (Call call : FaultInjectingFileSystemCalls::failableCalls()) {
         for (int occurrence = 1; occurrence <= counts->count(call); ++occurrence) {
             SCOPED_TRACE(QStringLiteral("%1 #%2 fails").arg(FaultInjectingFileSystemCalls::name(call)).arg(occurrence).toStdString());
             // A full disk where data is written, an I/O error everywhere else.

@@ -51,18 +51,6 @@ TEST_F(FileTransferMoveTest, AFolderThatGainsAFileDuringTheMoveIsPutBackWhole)
     EXPECT_TRUE(TestTree::childNames(destination).isEmpty());
 }
 
-TEST_F(FileTransferMoveTest, AcrossFileSystemsItemsAreCopiedThenRemoved)
-{
-    TestTree::buildSampleTree(src("tree"));
-    const auto before = snapshot(source);
-    calls->failPath(Call::renameExclusive, "/", EXDEV);
-
-    const auto result = move({src("tree")});
-    ASSERT_TRUE(result.has_value());
-    EXPECT_FALSE(TestTree::exists(src("tree")));
-    EXPECT_EQ(TestTree::differences(TestTree::part(before, "tree"), snapshot(dst("tree"))), "");
-}
-
 TEST_F(FileTransferMoveTest, WithoutExclusiveRenameAHardLinkTakesItsPlace)
 {
     TestTree::buildSampleTree(src("tree"));
@@ -72,37 +60,6 @@ TEST_F(FileTransferMoveTest, WithoutExclusiveRenameAHardLinkTakesItsPlace)
     ASSERT_TRUE(move({src("tree")}).has_value());
     EXPECT_EQ(TestTree::differences(TestTree::part(before, "tree"), snapshot(dst("tree"))), "");
     EXPECT_GT(calls->count(Call::link), 0);
-}
-
-TEST_F(FileTransferMoveTest, AStopKeepsFinishedMovesAndPutsTheInterruptedOneBack)
-{
-    TestTree::buildSampleTree(src("first"));
-    TestTree::buildSampleTree(src("second"));
-    const auto before = snapshot(source);
-    // The sample tree holds 13 items besides folders; stop inside the second tree.
-    calls->beforeCall(Call::renameExclusive, 18, [&] { stop.request_stop(); });
-
-    const auto result = move({src("first"), src("second")});
-    ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error(), FileTransferError(FileTransferCancellation::moved({{src("first"), dst("first")}})));
-    EXPECT_EQ(TestTree::differences(TestTree::part(before, "first"), snapshot(dst("first"))), "");
-    EXPECT_EQ(TestTree::differences(TestTree::part(before, "second"), snapshot(src("second"))), "");
-    EXPECT_EQ(TestTree::childNames(destination), QStringList({"first"}));
-    EXPECT_EQ(TestTree::childNames(source), QStringList({"second"}));
-}
-
-TEST_F(FileTransferMoveTest, AFailureInALaterSourceMovesEarlierOnesBackToo)
-{
-    TestTree::buildSampleTree(src("first"));
-    TestTree::writeFile(src("second"), "2");
-    const auto before = snapshot(source);
-    calls->failPath(Call::renameExclusive, "/second", EIO);
-
-    const auto result = move({src("first"), src("second")});
-    ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error(), systemError(EIO, dst("second")));
-    EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
-    EXPECT_TRUE(TestTree::childNames(destination).isEmpty());
 }
 
 TEST_F(FileTransferMoveTest, WhatCannotGoBackStaysAtTheDestinationIntact)

@@ -7,10 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <set>
 #include <thread>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/fsuid.h>
@@ -25,32 +25,15 @@ QByteArray native(const QString& path)
     return FilePaths::toNative(path);
 }
 
+// std::filesystem keeps names as the bytes they are.
 std::vector<QByteArray> listNative(const QByteArray& folder)
 {
     std::vector<QByteArray> names;
-    DIR* directory = ::opendir(folder.constData());
-    if (!directory) return names;
-    while (const dirent* item = ::readdir(directory)) {
-        const QByteArray name(item->d_name);
-        if (name != "." && name != "..") names.push_back(name);
-    }
-    ::closedir(directory);
+    std::error_code error;
+    for (const auto& item : std::filesystem::directory_iterator(folder.toStdString(), error))
+        names.emplace_back(QByteArray::fromStdString(item.path().filename().native()));
     std::sort(names.begin(), names.end());
     return names;
-}
-
-// Removes everything, opening up folders a test locked first.
-void removeTree(const QByteArray& path)
-{
-    struct stat status {};
-    if (::lstat(path.constData(), &status) != 0) return;
-    if (S_ISDIR(status.st_mode)) {
-        ::chmod(path.constData(), 0700);
-        for (const QByteArray& name : listNative(path)) removeTree(path + '/' + name);
-        ::rmdir(path.constData());
-    } else {
-        ::unlink(path.constData());
-    }
 }
 
 void walk(const QByteArray& path, const QByteArray& relative, TestTree::Snapshot& into)
@@ -107,7 +90,8 @@ ScratchFolder::ScratchFolder(const QByteArray& base)
 
 ScratchFolder::~ScratchFolder()
 {
-    removeTree(native(root));
+    std::error_code error;
+    std::filesystem::remove_all(native(root).toStdString(), error);
 }
 
 namespace TestTree {
