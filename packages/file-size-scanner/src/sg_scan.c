@@ -293,8 +293,9 @@ static void pool_done(sg_pool_t* pool)
 /* ---- the walk ---- */
 
 /* The node array lives in its own mapping: growth moves page tables with mremap instead of
-   copying, and the mapping as a whole is eligible for huge pages, which spares most of the
-   page faults of writing ~300 bytes per entry. */
+   copying. It is not advised for huge pages: with the kernel's usual "madvise" defrag setting
+   each huge-page fault may compact memory synchronously, which measured slower than the
+   small-page faults it saves whenever other programs had used memory just before. */
 static size_t node_bytes(int64_t capacity)
 {
     const size_t page = 4096;
@@ -305,7 +306,6 @@ static sg_flat_node_t* map_nodes(int64_t capacity)
 {
     void* block = mmap(NULL, node_bytes(capacity), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (block == MAP_FAILED) return NULL;
-    madvise(block, node_bytes(capacity), MADV_HUGEPAGE);
     return block;
 }
 
