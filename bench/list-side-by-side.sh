@@ -10,7 +10,7 @@ export BENCH=${BENCH:-${TMPDIR:-/tmp}/velmo-bench}
 make build >/dev/null
 ANCHORS=../shared/bench/anchors.sh
 "$ANCHORS" -n "$ROUNDS" -g list -r list='ls -la -U' \
-  -x "list|velmo-list|$PWD/build/bin/velmo_list \"\$FLAT\"" \
+  -x "list|velmo-list|$PWD/build/bin/velmo-list \"\$FLAT\"" \
   -x "list|velmo-screenshot|QT_QPA_PLATFORM=offscreen $PWD/build/bin/velmo --screenshot \$SCRATCH/shot.png \"\$FLAT\""
 echo "# in-process listing time and heap (median of $ROUNDS):"
-build/bin/velmo_list --rounds "$ROUNDS" "$BENCH/flat100k-mt"
+build/bin/velmo-list --rounds "$ROUNDS" "$BENCH/flat100k-mt"

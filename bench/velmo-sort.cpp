@@ -1,6 +1,6 @@
 // Sorting, filtering and refreshing a large folder as a pane does it.
 //
-//   velmo_sort [--rounds N] DIR
+//   velmo-sort [--rounds N] DIR
 //
 // Lists DIR once, then reports medians of: a name sort with a cold collation
 // cache and with a warm one, size and date sorts, one filter per keystroke of
@@ -45,7 +45,7 @@ int main(int argc, char** argv)
         else folder = QString::fromLocal8Bit(argv[i]);
     }
     if (folder.isEmpty()) {
-        std::fprintf(stderr, "usage: velmo_sort [--rounds N] DIR\n");
+        std::fprintf(stderr, "usage: velmo-sort [--rounds N] DIR\n");
         return 2;
     }
     DirectoryListingService service;

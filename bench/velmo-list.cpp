@@ -1,6 +1,6 @@
 // Lists one folder with the pane's listing service and reports time and heap.
 //
-//   velmo_list [--rounds N] [--hidden] DIR
+//   velmo-list [--rounds N] [--hidden] DIR
 //
 // Prints the median wall time of N listings (default 1), the entry count and the
 // heap held per entry by the result (glibc's allocator statistics).
@@ -26,7 +26,7 @@ int main(int argc, char** argv)
         else folder = QString::fromLocal8Bit(arg);
     }
     if (folder.isEmpty()) {
-        std::fprintf(stderr, "usage: velmo_list [--rounds N] [--hidden] DIR\n");
+        std::fprintf(stderr, "usage: velmo-list [--rounds N] [--hidden] DIR\n");
         return 2;
     }
 
@@ -42,7 +42,7 @@ int main(int argc, char** argv)
         auto result = service.listNow(folder, hidden);
         seconds.push_back(timer.nsecsElapsed() / 1e9);
         if (!result) {
-            std::fprintf(stderr, "velmo_list: could not list %s\n", argv[argc - 1]);
+            std::fprintf(stderr, "velmo-list: could not list %s\n", argv[argc - 1]);
             return 1;
         }
         count = result->size();
