@@ -5,6 +5,7 @@
 #include "Services/PackageNames.h"
 #include "Support/BackgroundTask.h"
 #include "Support/DirectoryStream.h"
+#include "Support/HiddenFileList.h"
 #include "Support/PropertyListReader.h"
 
 #include <QSet>
@@ -40,22 +41,6 @@ public:
 private:
     int fd_;
 };
-
-// The names of the folder's ".hidden" file, one a line, as the desktop hides them.
-QSet<QByteArray> readHiddenList(int dirFd)
-{
-    QSet<QByteArray> names;
-    const int fd = ::openat(dirFd, ".hidden", O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return names;
-    QByteArray bytes;
-    char buffer[8192];
-    ssize_t n = 0;
-    while ((n = ::read(fd, buffer, sizeof buffer)) > 0 && bytes.size() < 1024 * 1024) bytes.append(buffer, n);
-    ::close(fd);
-    for (const QByteArray& line : bytes.split('\n'))
-        if (!line.isEmpty()) names.insert(line);
-    return names;
-}
 
 std::optional<QDateTime> dateFrom(const statx_timestamp& ts)
 {
@@ -160,7 +145,7 @@ DirectoryListingProviding::Result DirectoryListingService::listNow(const QString
     FileDescriptor dir(::open(nativeFolder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (dir.get() < 0) return std::unexpected(DirectoryListingError::fromErrno(errno, folder));
 
-    const QSet<QByteArray> hiddenNames = readHiddenList(dir.get());
+    const QSet<QByteArray> hiddenNames = HiddenFileList::read(dir.get());
     QByteArray arena;
     std::vector<RawName> names;
     DirectoryStream stream(dir.get());

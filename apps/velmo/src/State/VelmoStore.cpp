@@ -3,6 +3,7 @@
 #include "PathKit/FilePaths.h"
 #include "Services/DirectoryListingService.h"
 #include "Services/InotifyDirectoryWatcher.h"
+#include "Services/PosixFileTransferService.h"
 #include "Services/SystemFileOpeningService.h"
 
 #include <QDir>
@@ -41,7 +42,8 @@ VelmoStore::VelmoStore(VelmoStoreDependencies dependencies, QObject* parent)
         auto watcher = std::make_shared<InotifyDirectoryWatcher>();
         d.directoryWatcherFactory = [watcher](PaneID) { return watcher; };
     }
-    if (!d.fileTransferServiceFactory) d.fileTransferServiceFactory = [](PaneID) { return nullptr; };
+    if (!d.fileTransferServiceFactory)
+        d.fileTransferServiceFactory = [](PaneID) { return std::make_shared<PosixFileTransferService>(); };
 
     const DefaultsStore& defaults = *d.defaults;
     isSidebarVisible_ = defaults.boolValue(kSidebarVisibleKey, true);

@@ -216,6 +216,10 @@ TEST(InlineFolderProbe, AnswersWhetherAnythingIsOnShow)
     tmp.folder("empty");
     tmp.file("dots/.only");
     tmp.file("full/a");
+    tmp.file("listed/secret");
+    tmp.file("listed/.hidden", "secret\n");
+    EXPECT_FALSE(InlineFolderProbe::hasVisibleChildren(tmp.path() + "/listed", false));
+    EXPECT_TRUE(InlineFolderProbe::hasVisibleChildren(tmp.path() + "/listed", true));
     EXPECT_FALSE(InlineFolderProbe::hasVisibleChildren(tmp.path() + "/empty", true));
     EXPECT_FALSE(InlineFolderProbe::hasVisibleChildren(tmp.path() + "/dots", false));
     EXPECT_TRUE(InlineFolderProbe::hasVisibleChildren(tmp.path() + "/dots", true));
