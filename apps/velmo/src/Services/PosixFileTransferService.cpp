@@ -71,6 +71,33 @@ std::expected<QString, FileTransferError> makeLink(FileTransferPlanRunner& runne
     }
 }
 
+// Plans and runs each source in turn: several sources report progress by item,
+// a single one by the entries of its tree. `runPlan(plan, reporter)` carries one
+// plan out and answers its error, if any.
+template <typename RunPlan>
+std::optional<FileTransferError> forEachPlannedSource(const BatchStart& batch, FileTransferPlanRunner& runner,
+                                                      const FileTransferPlanOptions& options, const std::stop_token& stop,
+                                                      const FileTransferProviding::ProgressHandler& progress,
+                                                      QStringList& skippedURLs, RunPlan runPlan)
+{
+    const qint64 count = batch.transferable.size();
+    const bool reportsItems = count >= 2;
+    for (qint64 index = 0; index < count; ++index) {
+        const QString& source = batch.transferable[index];
+        if (stop.stop_requested()) return FileTransferStopped{};
+        if (reportsItems) report(progress, index, count, source);
+        auto planned = runner.planner().planBatch({source}, batch.destination, options, stop);
+        if (!planned) return planned.error();
+        skippedURLs += planned->skippedURLs;
+        for (FileTransferPlan& plan : planned->plans) {
+            FileTransferProgressReporter reporter(reportsItems ? nullptr : &progress, qint64(plan.entries.size()));
+            if (auto error = runPlan(plan, reporter)) return error;
+        }
+    }
+    if (reportsItems) report(progress, count, count, batch.transferable.back());
+    return std::nullopt;
+}
+
 } // namespace
 
 PosixFileTransferService::PosixFileTransferService()
@@ -96,27 +123,17 @@ std::expected<FileCopyResult, FileTransferError> PosixFileTransferService::copyI
         if (!isCancellation(error)) runner.removeItems(result.createdURLs);
         return std::unexpected(std::move(error));
     };
-    const qint64 count = batch.transferable.size();
-    // Two or more sources count by item; a single one by the entries of its tree.
-    const bool reportsItems = count >= 2;
-    for (qint64 index = 0; index < count; ++index) {
-        const QString& source = batch.transferable[index];
-        if (stop.stop_requested()) return fail(FileTransferStopped{});
-        if (reportsItems) report(progress, index, count, source);
-        auto planned = runner.planner().planBatch(
-            {source}, batch.destination, {.skipPermissionDeniedItems = true, .skipUnsupportedSpecialFiles = true}, stop);
-        if (!planned) return fail(planned.error());
-        result.skippedURLs += planned->skippedURLs;
-        for (FileTransferPlan& plan : planned->plans) {
-            const qint64 total = qint64(plan.entries.size());
-            FileTransferProgressReporter reporter(reportsItems ? nullptr : &progress, total);
-            const auto copied = runner.copyPlan(plan, 0, total, reporter);
-            if (!copied) return fail(copied.error());
+    const FileTransferPlanOptions options {.skipPermissionDeniedItems = true, .skipUnsupportedSpecialFiles = true};
+    const auto error = forEachPlannedSource(
+        batch, runner, options, stop, progress, result.skippedURLs,
+        [&](FileTransferPlan& plan, FileTransferProgressReporter& reporter) -> std::optional<FileTransferError> {
+            const auto copied = runner.copyPlan(plan, 0, qint64(plan.entries.size()), reporter);
+            if (!copied) return copied.error();
             if (copied->createdDestinationURL) result.createdURLs.append(*copied->createdDestinationURL);
             result.skippedURLs += copied->skippedURLs;
-        }
-    }
-    if (reportsItems) report(progress, count, count, batch.transferable.back());
+            return std::nullopt;
+        });
+    if (error) return fail(*error);
     return result;
 }
 
@@ -134,25 +151,16 @@ std::expected<FileMoveBatchResult, FileTransferError> PosixFileTransferService::
             for (auto move = result.moves.crbegin(); move != result.moves.crend(); ++move) runner.moveBack(*move);
         return std::unexpected(std::move(error));
     };
-    const qint64 count = batch.transferable.size();
-    const bool reportsItems = count >= 2;
-    for (qint64 index = 0; index < count; ++index) {
-        const QString& source = batch.transferable[index];
-        if (stop.stop_requested()) return fail(FileTransferStopped{});
-        if (reportsItems) report(progress, index, count, source);
-        // A move skips nothing: one item it cannot take fails the whole batch.
-        auto planned = runner.planner().planBatch({source}, batch.destination, FileTransferPlanOptions{}, stop);
-        if (!planned) return fail(planned.error());
-        result.skippedURLs += planned->skippedURLs;
-        for (FileTransferPlan& plan : planned->plans) {
-            const qint64 total = qint64(plan.entries.size());
-            FileTransferProgressReporter reporter(reportsItems ? nullptr : &progress, total);
-            const auto moved = runner.movePlan(plan, 0, total, reporter);
-            if (!moved) return fail(moved.error());
+    // A move skips nothing: one item it cannot take fails the whole batch.
+    const auto error = forEachPlannedSource(
+        batch, runner, FileTransferPlanOptions {}, stop, progress, result.skippedURLs,
+        [&](FileTransferPlan& plan, FileTransferProgressReporter& reporter) -> std::optional<FileTransferError> {
+            const auto moved = runner.movePlan(plan, 0, qint64(plan.entries.size()), reporter);
+            if (!moved) return moved.error();
             result.moves.push_back({plan.sourceURL, plan.destinationURL});
-        }
-    }
-    if (reportsItems) report(progress, count, count, batch.transferable.back());
+            return std::nullopt;
+        });
+    if (error) return fail(*error);
     return result;
 }
 
