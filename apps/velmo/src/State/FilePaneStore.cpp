@@ -380,11 +380,6 @@ void FilePaneStore::setPendingSelectionEntryID(std::optional<QString> id)
     emit pendingSelectionChanged();
 }
 
-void FilePaneStore::clearPendingScrollToEntryID()
-{
-    pendingScrollToEntryID_.reset();
-}
-
 void FilePaneStore::setActiveOperationTitle(std::optional<QString> title)
 {
     if (activeOperationTitle_ == title) return;

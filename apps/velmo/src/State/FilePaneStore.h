@@ -89,7 +89,6 @@ public:
     const QHash<QString, QString>& lastSelectionByFolder() const { return lastSelectionByFolder_; }
     std::optional<QString> pendingSelectionEntryID() const { return pendingSelectionEntryID_; }
     std::optional<QString> pendingScrollToEntryID() const { return pendingScrollToEntryID_; }
-    void clearPendingScrollToEntryID();
     std::optional<QString> activeOperationTitle() const { return activeOperationTitle_; }
     void setActiveOperationTitle(std::optional<QString> title);
     bool showHiddenFiles() const { return showHiddenFiles_; }
@@ -207,7 +206,7 @@ private:
     void setPendingSelectionEntryID(std::optional<QString> id);
     void applyResolvedFolderViewState();
     void resortEntries();
-    void setDerivedLists(FileEntryList sorted, FileEntryList visible, std::vector<FilePaneRow> rows);
+    void setDerivedLists(FileEntryList visible, std::vector<FilePaneRow> rows);
     void notifyRestorableStateChanged();
     void cancelWatching();
     static FileEntryList shared(std::vector<FileEntry> entries);

@@ -29,7 +29,7 @@ void FilePaneStore::updateVisibleEntriesCache()
 {
     FileEntryList visible = nameFilter_.filter(sortedEntries_, filterText_);
     std::vector<FilePaneRow> rows = FilePaneRow::rows(visible);
-    setDerivedLists(sortedEntries_, std::move(visible), std::move(rows));
+    setDerivedLists(std::move(visible), std::move(rows));
 
     // Only ids that are selected or pending are looked for; with none, the rows
     // are not walked at all (a keystroke in the filter of a large folder).
@@ -52,9 +52,8 @@ void FilePaneStore::updateVisibleEntriesCache()
     setSelectedEntryIDs(selection);
 }
 
-void FilePaneStore::setDerivedLists(FileEntryList sorted, FileEntryList visible, std::vector<FilePaneRow> rows)
+void FilePaneStore::setDerivedLists(FileEntryList visible, std::vector<FilePaneRow> rows)
 {
-    sortedEntries_ = std::move(sorted);
     const bool rowsDiffer = rows.size() != treeRows_.size() || !std::equal(rows.begin(), rows.end(), treeRows_.begin());
     visibleEntries_ = std::move(visible);
     // Equal rows are still taken, so the rows point at the current entry objects,
@@ -68,7 +67,8 @@ void FilePaneStore::seedEntries(const FileEntryList& entries, const FileEntryLis
 {
     entries_ = entries;
     emit entriesChanged();
-    setDerivedLists(sorted, visible, rows);
+    sortedEntries_ = sorted;
+    setDerivedLists(visible, rows);
     sortedSource_.clear();
 }
 

@@ -267,23 +267,19 @@ BrowserPanes* VelmoStore::anyBrowserPanes() const
     return nullptr;
 }
 
-const std::pair<std::unique_ptr<FilePaneStore>, std::unique_ptr<FilePaneStore>>& VelmoStore::emergencyPanes()
+BrowserPanes& VelmoStore::emergencyPanes()
 {
-    if (!emergencyPanes_.first) {
+    if (!emergencyPanes_) {
         const QString folder = restorableFolder(defaultFolderURL(), systemDefaultFolderURL());
-        auto panes = makeBrowserPanes(folder, folder);
-        // Never attached, loaded or saved: only so that pane() always has an answer.
-        emergencyPanes_.first = makePane(PaneID::left, folder, panes->leftPane()->services());
-        emergencyPanes_.second = makePane(PaneID::right, folder, panes->rightPane()->services());
+        emergencyPanes_ = makeBrowserPanes(folder, folder);
     }
-    return emergencyPanes_;
+    return *emergencyPanes_;
 }
 
 FilePaneStore* VelmoStore::pane(PaneID id)
 {
     if (auto* panes = anyBrowserPanes()) return panes->pane(id);
-    const auto& emergency = emergencyPanes();
-    return id == PaneID::left ? emergency.first.get() : emergency.second.get();
+    return emergencyPanes().pane(id);
 }
 
 PaneID VelmoStore::activePaneID() const

@@ -89,7 +89,7 @@ private:
     void setActiveTabID(const QUuid& id);
     void seedEntriesFromLoadedPane(FilePaneStore* pane);
     std::vector<FilePaneStore*> allBrowserPanes() const;
-    const std::pair<std::unique_ptr<FilePaneStore>, std::unique_ptr<FilePaneStore>>& emergencyPanes();
+    BrowserPanes& emergencyPanes();
 
     VelmoStoreDependencies dependencies_;
     std::vector<std::unique_ptr<WindowTab>> tabs_;
@@ -98,7 +98,8 @@ private:
     bool isSidebarVisible_ = true;
     double sidebarWidth_ = 220;
     double bottomInspectorHeight_ = 210;
-    std::pair<std::unique_ptr<FilePaneStore>, std::unique_ptr<FilePaneStore>> emergencyPanes_;
+    // Never attached to a tab, loaded or saved: only so that pane() always has an answer.
+    std::unique_ptr<BrowserPanes> emergencyPanes_;
     bool didLoadInitialPanes_ = false;
     bool didTeardown_ = false;
 };
