@@ -544,10 +544,8 @@ static void run_walk(sg_worker_t* workers, int32_t thread_count)
 
 /* Frees the arrays under the lock, so that a concurrent snapshot sees either all or nothing;
    the lock itself lives until sg_scan_result_free. */
-static void release_arrays(sg_scan_result_t* result)
+static void free_arrays(sg_scan_result_t* result)
 {
-    sg_scan_lock_t* lock = scan_lock(result);
-    if (lock) pthread_mutex_lock(&lock->mutex);
     unmap_nodes(result->nodes, result->node_capacity);
     free(result->children);
     result->nodes = NULL;
@@ -555,6 +553,13 @@ static void release_arrays(sg_scan_result_t* result)
     result->node_count = 0;
     result->node_capacity = 0;
     result->children_count = 0;
+}
+
+static void release_arrays(sg_scan_result_t* result)
+{
+    sg_scan_lock_t* lock = scan_lock(result);
+    if (lock) pthread_mutex_lock(&lock->mutex);
+    free_arrays(result);
     if (lock) pthread_mutex_unlock(&lock->mutex);
 }
 
@@ -750,11 +755,5 @@ void sg_scan_result_free(sg_scan_result_t* result)
         pthread_mutex_destroy(&lock->mutex);
         free(lock);
     }
-    unmap_nodes(result->nodes, result->node_capacity);
-    free(result->children);
-    result->nodes = NULL;
-    result->children = NULL;
-    result->node_count = 0;
-    result->node_capacity = 0;
-    result->children_count = 0;
+    free_arrays(result);
 }
