@@ -24,16 +24,6 @@ TEST(StableScanNodeID, BytesAreFixed)
     EXPECT_EQ(StableScanNodeID::forPath(u"/tmp/a").variant(), QUuid::DCE);
 }
 
-TEST(StableScanNodeID, UrlsAreStandardisedFirst)
-{
-    const QUuid plain = StableScanNodeID::forUrl(u"/tmp/a/b");
-    EXPECT_EQ(StableScanNodeID::forUrl(u"/tmp/a/b/"), plain);
-    EXPECT_EQ(StableScanNodeID::forUrl(u"/tmp/./a//b"), plain);
-    EXPECT_EQ(StableScanNodeID::forUrl(u"/tmp/a/c/../b"), plain);
-    EXPECT_NE(StableScanNodeID::forPath(u"/tmp/a/b/"), plain);
-    EXPECT_NE(StableScanNodeID::forUrl(u"/tmp/a/B"), plain);
-}
-
 TEST(NodeSizingService, PrefersTotalsThenFileValuesAndNeverGoesNegative)
 {
     struct Case {

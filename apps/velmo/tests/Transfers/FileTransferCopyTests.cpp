@@ -150,36 +150,6 @@ TEST_F(FileTransferCopyTest, APermissionErrorOnAReadableSourceFailsTheWholeBatch
     EXPECT_TRUE(TestTree::childNames(destination).isEmpty());
 }
 
-TEST_F(FileTransferCopyTest, AStopBetweenSourcesKeepsTheFinishedOnes)
-{
-    TestTree::buildSampleTree(src("first"));
-    TestTree::buildSampleTree(src("second"));
-    const auto before = snapshot(source);
-    auto progress = [&](const FileTransferProgress& report) {
-        if (report.completedItemCount == 1) stop.request_stop();
-    };
-
-    const auto result = service.copyItems({src("first"), src("second")}, destination, stop.get_token(), progress);
-    ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error(), FileTransferError(FileTransferCancellation::copied({dst("first")})));
-    EXPECT_EQ(TestTree::childNames(destination), QStringList({"first"}));
-    EXPECT_EQ(TestTree::differences(TestTree::part(before, "first"), snapshot(dst("first"))), "");
-    EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
-}
-
-TEST_F(FileTransferCopyTest, AFullDiskAtTheThirdItemRemovesTheFirstTwoAsWell)
-{
-    for (const char* name : {"a", "b", "c"}) TestTree::writeFile(src(name), QByteArray(5000, *name));
-    const auto before = snapshot(source);
-    calls->failCall(Call::copyRange, 3, ENOSPC);
-
-    const auto result = copy({src("a"), src("b"), src("c")});
-    ASSERT_FALSE(result.has_value());
-    EXPECT_EQ(result.error(), systemError(ENOSPC, dst("c")));
-    EXPECT_TRUE(TestTree::childNames(destination).isEmpty());
-    EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
-}
-
 TEST_F(FileTransferCopyTest, FallsBackToReadingWhenTheKernelCannotCopyRanges)
 {
     TestTree::buildSampleTree(src("tree"));
