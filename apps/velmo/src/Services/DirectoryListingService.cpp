@@ -5,7 +5,7 @@
 #include "Services/PackageNames.h"
 #include "Support/BackgroundTask.h"
 #include "Support/DirectoryStream.h"
-#include "Support/HiddenFileList.h"
+#include "PathKit/HiddenFileList.h"
 #include "Support/PropertyListReader.h"
 
 #include <QSet>

@@ -2,7 +2,7 @@
 
 #include "PathKit/FilePaths.h"
 #include "Support/DirectoryStream.h"
-#include "Support/HiddenFileList.h"
+#include "PathKit/HiddenFileList.h"
 
 #include <fcntl.h>
 #include <optional>
