@@ -2,203 +2,192 @@
 
 #include "PathKit/FilePaths.h"
 
-#include <algorithm>
+#include <QRandomGenerator>
+
 #include <cerrno>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
-constexpr qint64 kCopyChunk = qint64(1) << 30;
-constexpr qint64 kBufferSize = 256 * 1024;
+// A file that changed while it was copied: the copy does not hold what the
+// source holds now, so it does not count.
+constexpr int kChangedWhileCopying = EAGAIN;
 
 std::unexpected<FileTransferSystemError> failure(int code, const QString& path)
 {
     return std::unexpected(FileTransferSystemError{code, path});
 }
 
-// Errors by which a file system says it cannot do an in-kernel copy or clone at
-// all, as opposed to failing while doing it.
-bool meansUnsupported(int code)
+QByteArray parentOf(const QByteArray& path)
 {
-    return code == EOPNOTSUPP || code == ENOTTY || code == EINVAL || code == EXDEV || code == ENOSYS
-        || code == EBADF || code == EPERM;
+    const qsizetype slash = path.lastIndexOf('/');
+    return slash <= 0 ? QByteArray("/") : path.left(slash);
+}
+
+// Errors by which creating an unnamed file says the file system has none.
+bool meansNoUnnamedFiles(int code)
+{
+    return code == EOPNOTSUPP || code == EISDIR || code == EINVAL || code == ENOSYS;
+}
+
+bool isSameFile(const struct stat& a, const struct stat& b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 } // namespace
 
-FileItemOperations::Result FileItemOperations::copyItem(const QString& source, const QString& destination)
+FileItemOperations::FileItemOperations(FileSystemCalls& calls)
+    : calls(calls)
+    , data(calls)
+    , attributes(calls)
+{
+}
+
+std::expected<FileItemOperations::CopiedItem, FileTransferSystemError> FileItemOperations::copyItem(
+    const QString& source, const QString& destination)
 {
     const QByteArray from = FilePaths::toNative(source);
     const QByteArray to = FilePaths::toNative(destination);
-    // O_NOFOLLOW makes a link fail with ELOOP instead of opening its target;
-    // O_NONBLOCK keeps a pipe from blocking the open.
-    const auto fd = calls.open(from, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0);
-    if (!fd) {
-        if (fd.error() == ELOOP) return copyLink(from, to, source, destination);
-        if (fd.error() == ENXIO) return copyNode(from, to, source, destination); // a socket
-        return failure(fd.error(), source);
-    }
-    const auto status = calls.fileStatus(*fd);
-    if (!status) {
-        calls.close(*fd);
-        return failure(status.error(), source);
-    }
-    if (!S_ISREG(status->st_mode)) {
-        calls.close(*fd);
-        if (S_ISDIR(status->st_mode)) return failure(EISDIR, source);
-        return copyNode(from, to, source, destination);
-    }
-    const Result copied = copyRegularFile(*fd, *status, to, destination);
-    calls.close(*fd);
-    return copied;
+    // Looked at, not opened: opening a device or a pipe reaches its driver or
+    // waits for a writer.
+    const auto status = calls.linkStatus(from);
+    if (!status) return failure(status.error(), source);
+    const mode_t type = status->st_mode & S_IFMT;
+    if (type == S_IFDIR) return failure(EISDIR, source);
+    const Result copied = type == S_IFREG ? copyRegularFile(from, to, *status, source, destination)
+                                          : copySpecialItem(from, to, *status, source, destination);
+    if (!copied) return std::unexpected(copied.error());
+    return CopiedItem{type, qint64(status->st_size)};
 }
 
-FileItemOperations::Result FileItemOperations::copyRegularFile(int sourceFd, const struct stat& status,
+FileItemOperations::Result FileItemOperations::copyRegularFile(const QByteArray& source,
                                                                const QByteArray& destination,
+                                                               const struct stat& status, const QString& sourceURL,
                                                                const QString& destinationURL)
 {
-    const auto fd = calls.open(destination, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (!fd) return failure(fd.error(), destinationURL);
-    auto written = copyData(sourceFd, *fd, status);
-    if (written) written = keepAttributes(*fd, status);
-    if (written)
-        written = calls.closeWritten(*fd);
-    else
-        calls.close(*fd);
-    if (written) return {};
-    // The file is ours: it was created exclusively above.
-    calls.unlink(destination);
-    return failure(written.error(), destinationURL);
-}
+    // O_NOFOLLOW and O_NONBLOCK: what replaced the file since it was looked at
+    // is neither followed nor waited for, and the check below refuses it.
+    const auto sourceFd = calls.open(source, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0);
+    if (!sourceFd) return failure(sourceFd.error(), sourceURL);
+    const auto closeSource = qScopeGuard([&] { calls.close(*sourceFd); });
+    const auto opened = calls.fileStatus(*sourceFd);
+    if (!opened) return failure(opened.error(), sourceURL);
+    if (!S_ISREG(opened->st_mode) || !isSameFile(*opened, status)) return failure(kChangedWhileCopying, sourceURL);
 
-FileSystemCalls::Result<void> FileItemOperations::copyData(int sourceFd, int destinationFd, const struct stat& status)
-{
-    const qint64 size = status.st_size;
-    // Files that say they are empty may still have content (generated files).
-    if (size == 0) return copyByReading(sourceFd, destinationFd);
-    if (!devicesWithoutCloning.contains(status.st_dev)) {
-        const auto cloned = calls.cloneFile(sourceFd, destinationFd);
-        if (cloned) return {};
-        if (!meansUnsupported(cloned.error())) return cloned;
-        devicesWithoutCloning.insert(status.st_dev);
-    }
-    if (devicesWithoutRangeCopy.contains(status.st_dev)) return copyByReading(sourceFd, destinationFd);
-    // Stop at the size read at the start: one call fewer per small file, and a
-    // file that grows meanwhile is copied as it was.
-    qint64 copied = 0;
-    while (copied < size) {
-        const auto chunk = calls.copyRange(sourceFd, destinationFd, std::min(size - copied, kCopyChunk));
-        if (!chunk) {
-            if (!meansUnsupported(chunk.error())) return std::unexpected(chunk.error());
-            // Both descriptors stand where the kernel stopped: reading goes on from there.
-            devicesWithoutRangeCopy.insert(status.st_dev);
-            return copyByReading(sourceFd, destinationFd);
-        }
-        if (*chunk == 0) break;
-        copied += *chunk;
-    }
-    return {};
-}
-
-FileSystemCalls::Result<void> FileItemOperations::copyByReading(int sourceFd, int destinationFd)
-{
-    if (!buffer) buffer = std::make_unique<char[]>(kBufferSize);
-    for (;;) {
-        const auto count = calls.read(sourceFd, buffer.get(), kBufferSize);
-        if (!count) return std::unexpected(count.error());
-        if (*count == 0) return {};
-        for (qint64 offset = 0; offset < *count;) {
-            const auto written = calls.write(destinationFd, buffer.get() + offset, *count - offset);
-            if (!written) return std::unexpected(written.error());
-            if (*written == 0) return std::unexpected(EIO);
-            offset += *written;
-        }
-    }
-}
-
-FileSystemCalls::Result<void> FileItemOperations::keepAttributes(int destinationFd, const struct stat& status)
-{
-    // File systems that cannot hold a mode or time (FAT) refuse them; the data is
-    // what counts, so those refusals do not fail the copy.
-    const auto tolerated = [](const FileSystemCalls::Result<void>& result) {
-        return result || result.error() == EPERM || result.error() == EOPNOTSUPP || result.error() == EINVAL;
+    const auto partial = createPartialFile(destination);
+    if (!partial) return failure(partial.error(), destinationURL);
+    const auto discard = [&](int code, const QString& path) {
+        calls.close(partial->fd);
+        if (!partial->temporaryPath.isEmpty()) (void)calls.unlink(partial->temporaryPath);
+        return failure(code, path);
     };
-    const auto moded = calls.setMode(destinationFd, status.st_mode & 07777);
-    if (!tolerated(moded)) return moded;
-    const struct timespec times[2] = {status.st_atim, status.st_mtim};
-    const auto timed = calls.setTimes(destinationFd, times);
-    if (!tolerated(timed)) return timed;
+
+    const auto copied = data.copy(*sourceFd, partial->fd, *opened);
+    if (!copied) return discard(copied.error(), destinationURL);
+    // Read to the end, the copy must hold what the source holds now. Files that
+    // say they are empty may hold generated content of any length.
+    const auto now = calls.fileStatus(*sourceFd);
+    if (!now) return discard(now.error(), sourceURL);
+    if (*copied != now->st_size && !(now->st_size == 0 && opened->st_size == 0))
+        return discard(kChangedWhileCopying, sourceURL);
+    if (const auto kept = attributes.applyTo(partial->fd, *opened, source); !kept)
+        return discard(kept.error(), destinationURL);
+
+    // Only a complete file takes the name: a crash before this leaves no
+    // truncated file under it.
+    if (const auto named = namePartialFile(*partial, destination); !named)
+        return discard(named.error(), destinationURL);
+    if (const auto closed = calls.closeWritten(partial->fd); !closed) {
+        // A late write error (NFS, quotas): the named file is ours and incomplete.
+        (void)calls.unlink(destination);
+        return failure(closed.error(), destinationURL);
+    }
     return {};
 }
 
-FileItemOperations::Result FileItemOperations::copyLink(const QByteArray& source, const QByteArray& destination,
-                                                        const QString& sourceURL, const QString& destinationURL)
+FileSystemCalls::Result<FileItemOperations::PartialFile> FileItemOperations::createPartialFile(
+    const QByteArray& destination)
 {
-    const auto target = calls.readLink(source);
-    if (!target) return failure(target.error(), sourceURL);
-    const auto made = calls.makeSymbolicLink(*target, destination);
-    if (!made) return failure(made.error(), destinationURL);
-    return {};
+    const QByteArray folder = parentOf(destination);
+    if (canCreateUnnamedFiles) {
+        const auto fd = calls.createUnnamed(folder, 0600);
+        if (fd) return PartialFile{*fd, {}};
+        if (!meansNoUnnamedFiles(fd.error())) return std::unexpected(fd.error());
+        canCreateUnnamedFiles = false;
+    }
+    for (int attempt = 0;; ++attempt) {
+        const QByteArray name = ".velmo-partial-" + QByteArray::number(QRandomGenerator::global()->generate64(), 36);
+        const QByteArray path = folder + (folder.endsWith('/') ? "" : "/") + name;
+        const auto fd = calls.open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (fd) return PartialFile{*fd, path};
+        if (fd.error() != EEXIST || attempt == 100) return std::unexpected(fd.error());
+    }
 }
 
-FileItemOperations::Result FileItemOperations::copyNode(const QByteArray& source, const QByteArray& destination,
-                                                        const QString& sourceURL, const QString& destinationURL)
+FileSystemCalls::Result<void> FileItemOperations::namePartialFile(const PartialFile& file,
+                                                                  const QByteArray& destination)
 {
-    const auto status = calls.linkStatus(source);
-    if (!status) return failure(status.error(), sourceURL);
-    if (S_ISLNK(status->st_mode)) return copyLink(source, destination, sourceURL, destinationURL);
-    if (S_ISDIR(status->st_mode)) return failure(EISDIR, sourceURL);
-    const auto made = calls.makeNode(destination, status->st_mode & (S_IFMT | 07777), status->st_rdev);
-    if (!made) return failure(made.error(), destinationURL);
+    if (file.temporaryPath.isEmpty()) return calls.linkUnnamed(file.fd, destination);
+    auto renamed = calls.renameExclusive(file.temporaryPath, destination);
+    if (!renamed && renamed.error() == EINVAL) {
+        renamed = calls.link(file.temporaryPath, destination);
+        if (renamed) (void)calls.unlink(file.temporaryPath);
+    }
+    return renamed;
+}
+
+FileItemOperations::Result FileItemOperations::copySpecialItem(const QByteArray& source,
+                                                               const QByteArray& destination,
+                                                               const struct stat& status, const QString& sourceURL,
+                                                               const QString& destinationURL)
+{
+    if (S_ISLNK(status.st_mode)) {
+        const auto target = calls.readLink(source);
+        if (!target) return failure(target.error(), sourceURL);
+        if (const auto made = calls.makeSymbolicLink(*target, destination); !made)
+            return failure(made.error(), destinationURL);
+    } else {
+        // Made private; applyAt gives it its mode.
+        if (const auto made = calls.makeNode(destination, (status.st_mode & S_IFMT) | 0600, status.st_rdev); !made)
+            return failure(made.error(), destinationURL);
+    }
+    if (const auto kept = attributes.applyAt(destination, status); !kept) {
+        (void)calls.unlink(destination);
+        return failure(kept.error(), destinationURL);
+    }
     return {};
 }
 
-FileItemOperations::Result FileItemOperations::moveItem(const QString& source, const QString& destination)
+std::expected<FileItemOperations::RenameOutcome, FileTransferSystemError> FileItemOperations::renameItem(
+    const QString& source, const QString& destination)
 {
     const QByteArray from = FilePaths::toNative(source);
     const QByteArray to = FilePaths::toNative(destination);
     const auto renamed = calls.renameExclusive(from, to);
-    if (renamed) return {};
-    if (renamed.error() == EXDEV) {
-        // Another file system: copy, then remove the source; if the source cannot
-        // go, the copy goes instead, so the item exists once.
-        if (const Result copied = copyItem(source, destination); !copied) return copied;
-        const auto removed = calls.unlink(from);
-        if (removed) return {};
-        calls.unlink(to);
+    if (renamed) return RenameOutcome::renamed;
+    if (renamed.error() == EXDEV) return RenameOutcome::copyInstead;
+    if (renamed.error() != EINVAL) return failure(renamed.error(), destination);
+    // A file system without exclusive rename (NFS, most FUSE): a hard link is
+    // exclusive too. Folders and file systems without hard links are copied.
+    const auto linked = calls.link(from, to);
+    if (!linked) {
+        if (linked.error() == EPERM || linked.error() == EOPNOTSUPP || linked.error() == EMLINK
+            || linked.error() == EXDEV)
+            return RenameOutcome::copyInstead;
+        return failure(linked.error(), destination);
+    }
+    if (const auto removed = calls.unlink(from); !removed) {
+        (void)calls.unlink(to);
         return failure(removed.error(), source);
     }
-    if (renamed.error() == EINVAL) {
-        // A file system without exclusive rename: a hard link is exclusive too.
-        const auto linked = calls.link(from, to);
-        if (!linked) return failure(linked.error(), destination);
-        const auto removed = calls.unlink(from);
-        if (removed) return {};
-        calls.unlink(to);
-        return failure(removed.error(), source);
-    }
-    return failure(renamed.error(), destination);
-}
-
-FileItemOperations::Result FileItemOperations::renameItem(const QString& source, const QString& destination)
-{
-    const auto renamed = calls.renameExclusive(FilePaths::toNative(source), FilePaths::toNative(destination));
-    if (!renamed) return failure(renamed.error(), destination);
-    return {};
+    return RenameOutcome::renamed;
 }
 
 FileItemOperations::Result FileItemOperations::makeDirectory(const QString& path)
 {
-    const auto made = calls.makeDirectory(FilePaths::toNative(path), 0777);
-    if (!made) return failure(made.error(), path);
-    return {};
-}
-
-FileItemOperations::Result FileItemOperations::makeLink(const QString& target, const QString& path)
-{
-    const auto made = calls.makeSymbolicLink(FilePaths::toNative(target), FilePaths::toNative(path));
+    const auto made = calls.makeDirectory(FilePaths::toNative(path), 0700);
     if (!made) return failure(made.error(), path);
     return {};
 }
@@ -207,9 +196,28 @@ FileItemOperations::Result FileItemOperations::makeDirectoryWithIntermediates(co
 {
     if (exists(path) || path == u"/") return {};
     if (const Result parent = makeDirectoryWithIntermediates(FilePaths::parent(path)); !parent) return parent;
-    const Result made = makeDirectory(path);
-    if (!made && made.error().code == EEXIST) return {};
-    return made;
+    const auto made = calls.makeDirectory(FilePaths::toNative(path), 0777);
+    if (!made && made.error() != EEXIST) return failure(made.error(), path);
+    return {};
+}
+
+FileItemOperations::Result FileItemOperations::finishFolder(const QString& path, const struct stat& source,
+                                                           const QString& attributeSource)
+{
+    const auto fd = calls.open(FilePaths::toNative(path), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0);
+    if (!fd) return failure(fd.error(), path);
+    const auto applied =
+        attributes.applyTo(*fd, source, attributeSource.isEmpty() ? QByteArray() : FilePaths::toNative(attributeSource));
+    calls.close(*fd);
+    if (!applied) return failure(applied.error(), path);
+    return {};
+}
+
+std::expected<struct stat, FileTransferSystemError> FileItemOperations::itemStatus(const QString& path)
+{
+    const auto status = calls.linkStatus(FilePaths::toNative(path));
+    if (!status) return failure(status.error(), path);
+    return *status;
 }
 
 FileItemOperations::Result FileItemOperations::removeDirectory(const QString& path)
@@ -219,22 +227,40 @@ FileItemOperations::Result FileItemOperations::removeDirectory(const QString& pa
     return {};
 }
 
-void FileItemOperations::removeItem(const QString& path)
+FileItemOperations::Result FileItemOperations::unlink(const QString& path)
 {
-    removeNative(FilePaths::toNative(path));
+    const auto removed = calls.unlink(FilePaths::toNative(path));
+    if (!removed) return failure(removed.error(), path);
+    return {};
 }
 
-void FileItemOperations::removeNative(const QByteArray& path)
+FileItemOperations::Result FileItemOperations::syncFile(const QString& path)
 {
-    const auto status = calls.linkStatus(path);
-    if (!status) return;
-    if (!S_ISDIR(status->st_mode)) {
-        calls.unlink(path);
-        return;
-    }
-    if (const auto children = calls.listDirectory(path))
-        for (const auto& child : *children) removeNative(path + '/' + child.name);
-    calls.removeDirectory(path);
+    const auto fd = calls.open(FilePaths::toNative(path), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0);
+    if (!fd) return failure(fd.error(), path);
+    const auto synced = calls.syncData(*fd);
+    calls.close(*fd);
+    if (!synced) return failure(synced.error(), path);
+    return {};
+}
+
+FileItemOperations::Result FileItemOperations::syncFolder(const QString& path)
+{
+    const auto fd = calls.open(FilePaths::toNative(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
+    if (!fd) return failure(fd.error(), path);
+    const auto synced = calls.sync(*fd);
+    calls.close(*fd);
+    // Some file systems cannot sync a folder on its own; their entries go with
+    // the files' data.
+    if (!synced && synced.error() != EINVAL && synced.error() != EROFS) return failure(synced.error(), path);
+    return {};
+}
+
+FileItemOperations::Result FileItemOperations::makeLink(const QString& target, const QString& path)
+{
+    const auto made = calls.makeSymbolicLink(FilePaths::toNative(target), FilePaths::toNative(path));
+    if (!made) return failure(made.error(), path);
+    return {};
 }
 
 bool FileItemOperations::isReadable(const QString& path)

@@ -1,61 +1,83 @@
 #pragma once
 
 #include "Models/FileTransferModels.h"
+#include "Services/FileAttributeCopier.h"
+#include "Services/FileDataCopier.h"
 #include "Services/FileSystemCalls.h"
 
-#include <QSet>
-
 #include <expected>
-#include <memory>
 
 // The single-item steps of a transfer on top of the platform calls. Every step
-// creates its destination exclusively, so nothing that appears there meanwhile
-// is ever overwritten, and a step that fails leaves nothing of itself behind.
-// One instance serves one batch on one thread: it remembers the source file
-// systems from which cloning or in-kernel copying failed, so that they are not
-// tried again for every file.
+// creates its destination exclusively, so nothing that appears there meanwhile is
+// ever overwritten, and a step that fails leaves nothing of itself behind.
+// One instance serves one batch on one thread.
 class FileItemOperations {
 public:
     using Result = std::expected<void, FileTransferSystemError>;
 
-    explicit FileItemOperations(FileSystemCalls& calls) : calls(calls) {}
+    enum class RenameOutcome {
+        renamed,
+        // Not possible as one exclusive rename here (another file system, or one
+        // without exclusive rename or hard links): copy, then remove the source.
+        copyInstead,
+    };
 
-    // A regular file with its data (cloned where the file system can), mode and
-    // times; a link as a link, never followed; a socket, pipe or device as a node.
-    Result copyItem(const QString& source, const QString& destination);
-    // Anything but a folder: renamed, or copied and removed across file systems.
-    Result moveItem(const QString& source, const QString& destination);
-    // One exclusive rename of anything, folders included; EXDEV across file systems.
-    Result renameItem(const QString& source, const QString& destination);
+    struct CopiedItem {
+        mode_t type = 0; // S_IFMT bits
+        qint64 size = 0;
+    };
+
+    explicit FileItemOperations(FileSystemCalls& calls);
+
+    // Anything but a folder, inspected with lstat and never opened unless it is a
+    // regular file: a file's data (holes kept), owner, mode, extended attributes
+    // and times, under its name only once complete; a link as a link; a pipe,
+    // socket or device as a new node.
+    std::expected<CopiedItem, FileTransferSystemError> copyItem(const QString& source, const QString& destination);
+    // One exclusive rename of anything; without exclusive rename on the file
+    // system, a hard link and an unlink (not for folders).
+    std::expected<RenameOutcome, FileTransferSystemError> renameItem(const QString& source, const QString& destination);
+
+    // A folder only its owner can enter until finishFolder gives it its mode.
     Result makeDirectory(const QString& path);
-    // A symbolic link at `path` that points to `target`.
-    Result makeLink(const QString& target, const QString& path);
     // Creates the missing folders down to `path`.
     Result makeDirectoryWithIntermediates(const QString& path);
+    // Gives a folder the owner, mode, attributes (read from `attributeSource`
+    // when not empty) and times that `source` describes. Call it once the
+    // folder's content is complete: adding to a folder changes its times.
+    Result finishFolder(const QString& path, const struct stat& source, const QString& attributeSource);
+    std::expected<struct stat, FileTransferSystemError> itemStatus(const QString& path); // lstat
     // Removes an empty folder only.
     Result removeDirectory(const QString& path);
-    // Deletes `path` and everything below it, never following links. Failures are
-    // skipped over: what cannot be removed stays.
-    void removeItem(const QString& path);
+    // Removes anything but a folder.
+    Result unlink(const QString& path);
+    // Makes a file's data and size durable (fdatasync), or a folder's entries (fsync).
+    Result syncFile(const QString& path);
+    Result syncFolder(const QString& path);
+
+    // A symbolic link at `path` that points to `target`.
+    Result makeLink(const QString& target, const QString& path);
     // Whether the item can be read by the ids the transfer runs under.
     bool isReadable(const QString& path);
     // Whether anything exists at `path`, links followed.
     bool exists(const QString& path);
 
 private:
-    Result copyRegularFile(int sourceFd, const struct stat& status, const QByteArray& destination,
-                           const QString& destinationURL);
-    FileSystemCalls::Result<void> copyData(int sourceFd, int destinationFd, const struct stat& status);
-    FileSystemCalls::Result<void> copyByReading(int sourceFd, int destinationFd);
-    FileSystemCalls::Result<void> keepAttributes(int destinationFd, const struct stat& status);
-    Result copyLink(const QByteArray& source, const QByteArray& destination, const QString& sourceURL,
-                    const QString& destinationURL);
-    Result copyNode(const QByteArray& source, const QByteArray& destination, const QString& sourceURL,
-                    const QString& destinationURL);
-    void removeNative(const QByteArray& path);
+    Result copyRegularFile(const QByteArray& source, const QByteArray& destination, const struct stat& status,
+                           const QString& sourceURL, const QString& destinationURL);
+    // A new file in the destination's folder without a name yet (or, where the
+    // file system has no unnamed files, under a hidden temporary name).
+    struct PartialFile {
+        int fd = -1;
+        QByteArray temporaryPath; // empty for an unnamed file
+    };
+    FileSystemCalls::Result<PartialFile> createPartialFile(const QByteArray& destination);
+    FileSystemCalls::Result<void> namePartialFile(const PartialFile& file, const QByteArray& destination);
+    Result copySpecialItem(const QByteArray& source, const QByteArray& destination, const struct stat& status,
+                           const QString& sourceURL, const QString& destinationURL);
 
     FileSystemCalls& calls;
-    QSet<dev_t> devicesWithoutCloning;
-    QSet<dev_t> devicesWithoutRangeCopy;
-    std::unique_ptr<char[]> buffer;
+    FileDataCopier data;
+    FileAttributeCopier attributes;
+    bool canCreateUnnamedFiles = true;
 };

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace {
@@ -17,6 +18,24 @@ Calls::Result<void> voidResult(int returned)
 {
     if (returned == 0) return {};
     return std::unexpected(errno);
+}
+
+// An attribute list or value: asks for the size, reads, and asks again when it
+// grew in between.
+template <typename Read>
+Calls::Result<QByteArray> sizedRead(Read readInto)
+{
+    for (;;) {
+        const ssize_t size = readInto(nullptr, 0);
+        if (size < 0) return std::unexpected(errno);
+        QByteArray bytes(size, Qt::Uninitialized);
+        const ssize_t got = size == 0 ? 0 : readInto(bytes.data(), size_t(size));
+        if (got >= 0) {
+            bytes.truncate(got);
+            return bytes;
+        }
+        if (errno != ERANGE) return std::unexpected(errno);
+    }
 }
 
 // Retries a call that a signal interrupted; returns its value or the errno.
@@ -37,6 +56,22 @@ Calls::Result<int> PosixFileSystemCalls::open(const QByteArray& path, int flags,
     const auto fd = retrying([&] { return ::open(path.constData(), flags, mode); });
     if (!fd) return std::unexpected(fd.error());
     return int(*fd);
+}
+
+Calls::Result<int> PosixFileSystemCalls::createUnnamed(const QByteArray& folder, mode_t mode)
+{
+    return open(folder, O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
+}
+
+Calls::Result<void> PosixFileSystemCalls::linkUnnamed(int fd, const QByteArray& path)
+{
+    // The descriptor's entry in /proc names the unnamed file; without /proc,
+    // AT_EMPTY_PATH does the same where the process is allowed it.
+    char procPath[64];
+    std::snprintf(procPath, sizeof procPath, "/proc/self/fd/%d", fd);
+    if (::linkat(AT_FDCWD, procPath, AT_FDCWD, path.constData(), AT_SYMLINK_FOLLOW) == 0) return {};
+    if (errno != ENOENT || ::access("/proc/self/fd", F_OK) == 0) return std::unexpected(errno);
+    return voidResult(::linkat(fd, "", AT_FDCWD, path.constData(), AT_EMPTY_PATH));
 }
 
 void PosixFileSystemCalls::close(int fd)
@@ -97,6 +132,33 @@ Calls::Result<void> PosixFileSystemCalls::cloneFile(int fromFd, int toFd)
     return voidResult(::ioctl(toFd, FICLONE, fromFd));
 }
 
+Calls::Result<qint64> PosixFileSystemCalls::seek(int fd, qint64 offset, int whence)
+{
+    const off_t position = ::lseek(fd, off_t(offset), whence);
+    if (position < 0) return std::unexpected(errno);
+    return qint64(position);
+}
+
+Calls::Result<void> PosixFileSystemCalls::truncate(int fd, qint64 size)
+{
+    return voidResult(::ftruncate(fd, off_t(size)));
+}
+
+Calls::Result<void> PosixFileSystemCalls::syncData(int fd)
+{
+    return voidResult(::fdatasync(fd));
+}
+
+Calls::Result<void> PosixFileSystemCalls::sync(int fd)
+{
+    return voidResult(::fsync(fd));
+}
+
+Calls::Result<void> PosixFileSystemCalls::setOwner(int fd, uid_t owner, gid_t group)
+{
+    return voidResult(::fchown(fd, owner, group));
+}
+
 Calls::Result<void> PosixFileSystemCalls::setMode(int fd, mode_t mode)
 {
     return voidResult(::fchmod(fd, mode));
@@ -105,6 +167,37 @@ Calls::Result<void> PosixFileSystemCalls::setMode(int fd, mode_t mode)
 Calls::Result<void> PosixFileSystemCalls::setTimes(int fd, const struct timespec times[2])
 {
     return voidResult(::futimens(fd, times));
+}
+
+Calls::Result<void> PosixFileSystemCalls::setAttribute(int fd, const QByteArray& name, const QByteArray& value)
+{
+    return voidResult(::fsetxattr(fd, name.constData(), value.constData(), size_t(value.size()), 0));
+}
+
+Calls::Result<void> PosixFileSystemCalls::setOwnerAt(const QByteArray& path, uid_t owner, gid_t group)
+{
+    return voidResult(::lchown(path.constData(), owner, group));
+}
+
+Calls::Result<void> PosixFileSystemCalls::setModeAt(const QByteArray& path, mode_t mode)
+{
+    return voidResult(::fchmodat(AT_FDCWD, path.constData(), mode, 0));
+}
+
+Calls::Result<void> PosixFileSystemCalls::setTimesAt(const QByteArray& path, const struct timespec times[2])
+{
+    return voidResult(::utimensat(AT_FDCWD, path.constData(), times, AT_SYMLINK_NOFOLLOW));
+}
+
+Calls::Result<QByteArray> PosixFileSystemCalls::attributeNames(const QByteArray& path)
+{
+    return sizedRead([&](char* buffer, size_t size) { return ::llistxattr(path.constData(), buffer, size); });
+}
+
+Calls::Result<QByteArray> PosixFileSystemCalls::attribute(const QByteArray& path, const QByteArray& name)
+{
+    return sizedRead(
+        [&](char* buffer, size_t size) { return ::lgetxattr(path.constData(), name.constData(), buffer, size); });
 }
 
 Calls::Result<void> PosixFileSystemCalls::makeDirectory(const QByteArray& path, mode_t mode)

@@ -117,17 +117,19 @@ std::expected<FileCopyResult, FileTransferError> PosixFileTransferService::copyI
     const BatchStart batch = openBatch(sources, destinationURL, SourcesAlreadyThere::kept);
     FileTransferPlanRunner runner(*calls, stop);
     FileCopyResult result{{}, batch.skipped};
-    // A stop keeps the finished items; any other failure takes them all away.
+    FileCreationRecord made;
+    // A stop keeps the finished items; any other failure takes back all that the
+    // batch made, and only that.
     const auto fail = [&](FileTransferError error) {
         if (isStop(error)) return std::unexpected(FileTransferError(FileTransferCancellation::copied(result.createdURLs)));
-        if (!isCancellation(error)) runner.removeItems(result.createdURLs);
+        if (!isCancellation(error)) made.undo(*calls);
         return std::unexpected(std::move(error));
     };
     const FileTransferPlanOptions options {.skipPermissionDeniedItems = true, .skipUnsupportedSpecialFiles = true};
     const auto error = forEachPlannedSource(
         batch, runner, options, stop, progress, result.skippedURLs,
         [&](FileTransferPlan& plan, FileTransferProgressReporter& reporter) -> std::optional<FileTransferError> {
-            const auto copied = runner.copyPlan(plan, 0, qint64(plan.entries.size()), reporter);
+            const auto copied = runner.copyPlan(plan, 0, qint64(plan.entries.size()), reporter, made);
             if (!copied) return copied.error();
             if (copied->createdDestinationURL) result.createdURLs.append(*copied->createdDestinationURL);
             result.skippedURLs += copied->skippedURLs;
@@ -144,20 +146,23 @@ std::expected<FileMoveBatchResult, FileTransferError> PosixFileTransferService::
     const BatchStart batch = openBatch(sources, destinationURL, SourcesAlreadyThere::dropped);
     FileTransferPlanRunner runner(*calls, stop);
     FileMoveBatchResult result{{}, batch.skipped};
+    std::vector<FileTransferPlanOutline> finished;
     // A stop keeps the finished moves; any other failure puts them all back.
     const auto fail = [&](FileTransferError error) {
         if (isStop(error)) return std::unexpected(FileTransferError(FileTransferCancellation::moved(result.moves)));
         if (!isCancellation(error))
-            for (auto move = result.moves.crbegin(); move != result.moves.crend(); ++move) runner.moveBack(*move);
+            for (auto plan = finished.crbegin(); plan != finished.crend(); ++plan) runner.moveBack(*plan);
         return std::unexpected(std::move(error));
     };
     // A move skips nothing: one item it cannot take fails the whole batch.
     const auto error = forEachPlannedSource(
         batch, runner, FileTransferPlanOptions {}, stop, progress, result.skippedURLs,
         [&](FileTransferPlan& plan, FileTransferProgressReporter& reporter) -> std::optional<FileTransferError> {
-            const auto moved = runner.movePlan(plan, 0, qint64(plan.entries.size()), reporter);
+            std::optional<FileTransferPlanOutline> outline;
+            const auto moved = runner.movePlan(plan, 0, qint64(plan.entries.size()), reporter, &outline);
             if (!moved) return moved.error();
             result.moves.push_back({plan.sourceURL, plan.destinationURL});
+            finished.push_back(std::move(*outline));
             return std::nullopt;
         });
     if (error) return fail(*error);
@@ -171,9 +176,10 @@ std::expected<FileLinkResult, FileTransferError> PosixFileTransferService::linkI
     const BatchStart batch = openBatch(sources, destinationURL, SourcesAlreadyThere::kept);
     FileTransferPlanRunner runner(*calls, stop);
     FileLinkResult result{{}, batch.skipped};
+    FileCreationRecord made;
     // Links keep nothing when they stop, on purpose: they are cheap to make again.
     const auto fail = [&](FileTransferError error) {
-        runner.removeItems(result.createdURLs);
+        made.undo(*calls);
         return std::unexpected(std::move(error));
     };
     QSet<QString> reserved;
@@ -190,6 +196,7 @@ std::expected<FileLinkResult, FileTransferError> PosixFileTransferService::linkI
         const auto link = makeLink(runner, source, batch.destination, reserved);
         if (!link) return fail(link.error());
         reserved.insert(*link);
+        made.add(*link, FileCreationRecord::Kind::item);
         result.createdURLs.append(*link);
         report(progress, ++completed, count, source);
     }

@@ -16,26 +16,44 @@ std::vector<Call> FaultInjectingFileSystemCalls::failableCalls()
 const char* FaultInjectingFileSystemCalls::name(Call call)
 {
     static const char* const names[] = {
-        "open", "create", "close", "closeWritten", "fileStatus", "linkStatus", "status", "isReadable", "read",
-        "write", "copyRange", "clone", "setMode", "setTimes", "makeDirectory", "removeDirectory", "unlink",
-        "readLink", "makeSymbolicLink", "makeNode", "renameExclusive", "link", "listDirectory", "any"};
+        "open", "create", "createUnnamed", "linkUnnamed", "close", "closeWritten", "fileStatus", "linkStatus",
+        "status", "isReadable", "read", "write", "copyRange", "clone", "seek", "truncate", "syncData", "sync",
+        "setOwner", "setMode", "setTimes", "setAttribute", "setOwnerAt", "setModeAt", "setTimesAt", "attributeNames",
+        "attribute", "makeDirectory", "removeDirectory", "unlink", "readLink", "makeSymbolicLink", "makeNode",
+        "renameExclusive", "link", "listDirectory", "any"};
+    static_assert(std::size(names) == size_t(Call::any) + 1);
     return names[int(call)];
 }
 
-std::optional<int> FaultInjectingFileSystemCalls::enter(Call call, const QByteArray& path)
+std::optional<FaultInjectingFileSystemCalls::Instead> FaultInjectingFileSystemCalls::enter(Call call,
+                                                                                         const QByteArray& path)
 {
+    log.emplace_back(call, path);
     const int occurrences[] = {++counts[Call::any], ++counts[call]};
     const Call kinds[] = {Call::any, call};
     for (int kind = 0; kind < 2; ++kind) {
         for (Fault& fault : faults) {
             if (fault.call != kinds[kind]) continue;
             const bool hits = fault.occurrence == 0
-                ? !path.isEmpty() && FilePaths::fromNative(path).contains(fault.fragment)
+                ? fault.fragment.isEmpty() || (!path.isEmpty() && FilePaths::fromNative(path).contains(fault.fragment))
                 : fault.occurrence == occurrences[kind];
             if (!hits) continue;
-            if (!fault.action) return fault.error;
+            if (fault.endsEarly) return Instead{0};
+            if (!fault.action) return Instead{fault.error};
             fault.action();
         }
     }
     return std::nullopt;
+}
+
+FileSystemCalls::Result<void> FaultInjectingFileSystemCalls::cloneByCopying(int from, int to)
+{
+    for (;;) {
+        const auto copied = real.copyRange(from, to, qint64(1) << 30);
+        if (!copied) return std::unexpected(copied.error());
+        if (*copied == 0) break;
+    }
+    // A clone leaves both offsets where they were.
+    if (!real.seek(from, 0, SEEK_SET) || !real.seek(to, 0, SEEK_SET)) return std::unexpected(EIO);
+    return {};
 }

@@ -68,7 +68,7 @@ TEST_F(FileTransferCopyTest, ANameTakenAfterPlanningIsPassedOverNotReplaced)
     TestTree::writeFile(src("a.txt"), "mine");
     TestTree::makeFolder(src("dir"));
     // Someone creates the planned names just before the copy creates them.
-    calls->beforeCall(Call::create, 1, [&] { TestTree::writeFile(dst("a.txt"), "theirs"); });
+    calls->beforeCall(Call::linkUnnamed, 1, [&] { TestTree::writeFile(dst("a.txt"), "theirs"); });
     calls->beforeCall(Call::makeDirectory, 1, [&] { TestTree::writeFile(dst("dir"), "theirs too"); });
 
     const auto result = copy({src("a.txt"), src("dir")});
@@ -142,7 +142,7 @@ TEST_F(FileTransferCopyTest, APermissionErrorOnAReadableSourceFailsTheWholeBatch
 {
     TestTree::writeFile(src("first"), "1");
     TestTree::writeFile(src("second"), "2");
-    calls->failPath(Call::create, "/second", EACCES); // the destination refuses, the source is fine
+    calls->failPath(Call::linkUnnamed, "/second", EACCES); // the destination refuses, the source is fine
 
     const auto result = copy({src("first"), src("second")});
     ASSERT_FALSE(result.has_value());

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <thread>
@@ -16,6 +17,7 @@
 #include <sys/fsuid.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace {
@@ -36,32 +38,46 @@ std::vector<QByteArray> listNative(const QByteArray& folder)
     return names;
 }
 
+// "name=value;" for every user attribute, sorted by name.
+QByteArray userAttributes(const QByteArray& path)
+{
+    char names[4096];
+    const ssize_t length = ::llistxattr(path.constData(), names, sizeof names);
+    std::set<QByteArray> sorted;
+    for (ssize_t offset = 0; offset < length; offset += ssize_t(std::strlen(names + offset)) + 1)
+        if (std::strncmp(names + offset, "user.", 5) == 0) sorted.insert(names + offset);
+    QByteArray text;
+    for (const QByteArray& name : sorted) {
+        char value[1024];
+        const ssize_t size = ::lgetxattr(path.constData(), name.constData(), value, sizeof value);
+        text += name + '=' + QByteArray(value, size < 0 ? 0 : size) + ';';
+    }
+    return text;
+}
+
 void walk(const QByteArray& path, const QByteArray& relative, TestTree::Snapshot& into)
 {
     struct stat status {};
     if (::lstat(path.constData(), &status) != 0) return;
     TestTree::Item item;
-    if (S_ISDIR(status.st_mode)) {
-        item.kind = 'd';
-        into[relative] = item;
-        for (const QByteArray& name : listNative(path))
-            walk(path + '/' + name, relative.isEmpty() ? name : relative + '/' + name, into);
-        return;
+    item.kind = S_ISDIR(status.st_mode) ? 'd' : S_ISLNK(status.st_mode) ? 'l' : S_ISREG(status.st_mode) ? 'f' : 'o';
+    if (!relative.isEmpty()) {
+        item.owner = status.st_uid;
+        item.attributes = userAttributes(path);
+        if (item.kind != 'l') {
+            item.mode = status.st_mode;
+            item.modifiedNanoseconds = qint64(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec;
+        }
     }
-    if (S_ISLNK(status.st_mode)) {
-        item.kind = 'l';
-        item.digest = native(TestTree::linkTarget(FilePaths::fromNative(path)));
-    } else if (S_ISREG(status.st_mode)) {
-        item.kind = 'f';
+    if (item.kind == 'l') item.digest = native(TestTree::linkTarget(FilePaths::fromNative(path)));
+    if (item.kind == 'f')
         item.digest = QCryptographicHash::hash(TestTree::readFile(FilePaths::fromNative(path)),
                                                QCryptographicHash::Sha1).toHex();
-        item.mode = status.st_mode & 07777;
-        item.modifiedSeconds = status.st_mtim.tv_sec;
-    } else {
-        item.kind = 'o';
-        item.mode = status.st_mode;
-    }
+    if (item.kind == 'o') item.digest = QByteArray::number(quint64(status.st_rdev));
     into[relative] = item;
+    if (item.kind == 'd')
+        for (const QByteArray& name : listNative(path))
+            walk(path + '/' + name, relative.isEmpty() ? name : relative + '/' + name, into);
 }
 
 QByteArray pattern(qint64 size, unsigned seed)
@@ -90,7 +106,10 @@ ScratchFolder::ScratchFolder(const QByteArray& base)
 
 ScratchFolder::~ScratchFolder()
 {
+    // Read-only folders would keep their content from an unprivileged user.
     std::error_code error;
+    for (const auto& item : std::filesystem::recursive_directory_iterator(native(root).toStdString(), error))
+        if (item.is_directory(error) && !item.is_symlink(error)) ::chmod(item.path().c_str(), 0700);
     std::filesystem::remove_all(native(root).toStdString(), error);
 }
 
@@ -172,9 +191,19 @@ QStringList childNames(const QString& folder)
     return names;
 }
 
+qint64 allocatedBlocks(const QString& path)
+{
+    struct stat status {};
+    return ::lstat(native(path).constData(), &status) == 0 ? qint64(status.st_blocks) : -1;
+}
+
 void buildSampleTree(const QString& root, qint64 bigFileSize)
 {
     const auto at = [&](const char* relative) { return root + u'/' + FilePaths::fromNative(QByteArray(relative)); };
+    // Best effort: a file system without user attributes simply has none on either side.
+    const auto label = [&](const char* relative, const char* value) {
+        ::lsetxattr(native(at(relative)).constData(), "user.label", value, std::strlen(value), 0);
+    };
     makeFolder(root);
     writeFile(at("a.txt"), "alpha\n");
     writeFile(at("empty.dat"), "");
@@ -194,11 +223,32 @@ void buildSampleTree(const QString& root, qint64 bigFileSize)
     makeLink("/nonexistent/target", at("sub/dangling"));
     makeFolder(at("dir \xff"));
     writeFile(at("dir \xff/inner.txt"), "inner\n");
+    // Holes: 4 KiB of data at 64 KiB in a file of 256 KiB.
+    writeFile(at("sparse.img"), "");
+    const int sparse = ::open(native(at("sparse.img")).constData(), O_WRONLY | O_CLOEXEC);
+    if (::pwrite(sparse, pattern(4096, 3).constData(), 4096, 65536) != 4096 || ::ftruncate(sparse, 262144) != 0)
+        ADD_FAILURE() << "sparse file";
+    ::close(sparse);
+    setModifiedTime(at("sparse.img"), 1'500'000'000);
+    writeFile(at("theirs.txt"), "owned by another user\n", 0640);
+    ::lchown(native(at("theirs.txt")).constData(), 65534, 65534); // only where allowed (as root)
+    label("a.txt", "on a file");
+    label("sub", "on a folder");
+    // Folders last, children first: adding to a folder changes its times.
+    makeFolder(at("private"), 0700);
+    writeFile(at("private/secret"), "s\n", 0600);
+    makeFolder(at("read-only"));
+    writeFile(at("read-only/kept"), "k\n");
+    for (const char* folder : {"private", "read-only", "sub/nested", "sub/empty-folder", "sub", "dir \xff"})
+        setModifiedTime(at(folder), 1'234'567'890);
+    ::chmod(native(at("read-only")).constData(), 0555);
+    ::chmod(native(at("sub/nested")).constData(), 0750);
+    setModifiedTime(root, 1'234'567'890);
 }
 
 qint64 sampleTreeFileBytes(qint64 bigFileSize)
 {
-    return 6 + 0 + bigFileSize + 18 + 7 + 5 + 8 + 10 + 70000 + 6;
+    return 6 + 0 + bigFileSize + 18 + 7 + 5 + 8 + 10 + 70000 + 6 + 262144 + 22 + 2 + 2;
 }
 
 Snapshot snapshot(const QString& root)
@@ -222,8 +272,17 @@ QString differences(const Snapshot& expected, const Snapshot& actual)
             lines.append(QStringLiteral("missing '%1'").arg(name));
         else if (want == expected.end())
             lines.append(QStringLiteral("unexpected '%1'").arg(name));
-        else if (!(want->second == have->second))
-            lines.append(QStringLiteral("changed '%1'").arg(name));
+        else if (!(want->second == have->second)) {
+            const Item& a = want->second;
+            const Item& b = have->second;
+            QStringList what;
+            if (a.kind != b.kind || a.digest != b.digest) what.append(QStringLiteral("content"));
+            if (a.mode != b.mode) what.append(QStringLiteral("mode %1 -> %2").arg(a.mode, 0, 8).arg(b.mode, 0, 8));
+            if (a.owner != b.owner) what.append(QStringLiteral("owner"));
+            if (a.modifiedNanoseconds != b.modifiedNanoseconds) what.append(QStringLiteral("time"));
+            if (a.attributes != b.attributes) what.append(QStringLiteral("attributes"));
+            lines.append(QStringLiteral("changed '%1' (%2)").arg(name, what.join(u", ")));
+        }
     }
     return lines.join(u'\n');
 }
@@ -233,7 +292,12 @@ Snapshot part(const Snapshot& whole, const QByteArray& relative)
     Snapshot result;
     for (const auto& [key, item] : whole) {
         if (key == relative)
-            result[QByteArray()] = item;
+        {
+            Item root;
+            root.kind = item.kind;
+            if (item.kind == 'l' || item.kind == 'f') root.digest = item.digest;
+            result[QByteArray()] = root;
+        }
         else if (key.startsWith(relative + '/'))
             result[key.mid(relative.size() + 1)] = item;
     }

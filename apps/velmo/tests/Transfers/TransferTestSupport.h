@@ -52,20 +52,27 @@ QString linkTarget(const QString& path);
 // Names in the folder, sorted by bytes.
 QStringList childNames(const QString& folder);
 
-// A tree that tries the awkward cases: nested and empty folders, empty, small and
-// multi-megabyte files, links to files, folders and nowhere, and names with
-// spaces, quotes, a newline, a leading dash and bytes that are not UTF-8.
+// A tree that tries the awkward cases: nested, empty and read-only folders with
+// their own modes and times, empty, small, sparse and multi-megabyte files, a
+// file owned by someone else, extended attributes, links to files, folders and
+// nowhere, and names with spaces, quotes, a newline, a leading dash and bytes
+// that are not UTF-8.
 void buildSampleTree(const QString& root, qint64 bigFileSize = 1536 * 1024 + 7);
 // Bytes every file of the sample tree holds, for a quick size check.
 qint64 sampleTreeFileBytes(qint64 bigFileSize = 1536 * 1024 + 7);
+// Blocks (of 512 bytes) the item takes on disk.
+qint64 allocatedBlocks(const QString& path);
 
-// What a tree holds, item by item: kind, content digest or link target, mode
-// and modification time of files. Folders count by presence only.
+// What a tree holds, item by item: kind, content digest or link target, owner,
+// mode, modification time (to the nanosecond) and user attributes. The root
+// itself counts by kind only: its content changes its times.
 struct Item {
     char kind = '?'; // d, f, l, o(ther)
     QByteArray digest;
     mode_t mode = 0;
-    qint64 modifiedSeconds = 0;
+    uid_t owner = 0;
+    qint64 modifiedNanoseconds = 0;
+    QByteArray attributes;
     bool operator==(const Item&) const = default;
 };
 using Snapshot = std::map<QByteArray, Item>; // relative native path ("" is the root itself)
