@@ -38,7 +38,7 @@ public:
     {
         faults.push_back({call, occurrence, {}, 0, std::move(action)});
     }
-    // The `occurrence`-th call of `call` (read or copyRange) answers 0 bytes without reaching the disk.
+    // The `occurrence`-th call of `call` (every one when 0; read or copyRange) answers 0 bytes without reaching the disk.
     void endEarly(Call call, int occurrence) { faults.push_back({call, occurrence, {}, 0, {}, true}); }
     // Clones succeed, by copying: a file system with shared extents, as far as a transfer can tell.
     bool emulatesCloning = false;

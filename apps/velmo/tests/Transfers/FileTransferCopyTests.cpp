@@ -25,7 +25,7 @@ protected:
     }
 };
 
-TEST_F(FileTransferCopyTest, CopiesTreesExactlyWithOddNamesModesTimesAndLinks)
+TEST_F(FileTransferCopyTest, CopiesTreesExactlyWithOddNamesModesTimesHolesAndLinks)
 {
     TestTree::buildSampleTree(src("tree"));
     TestTree::writeFile(src("-n"), "flag-like name", 0600);
@@ -36,14 +36,17 @@ TEST_F(FileTransferCopyTest, CopiesTreesExactlyWithOddNamesModesTimesAndLinks)
     EXPECT_EQ(result->createdURLs, QStringList({dst("tree"), dst("-n")}));
     EXPECT_TRUE(result->skippedURLs.isEmpty());
     EXPECT_EQ(TestTree::differences(before, snapshot(source)), "");
-    EXPECT_EQ(TestTree::differences(TestTree::part(before, "tree"), snapshot(dst("tree"))), "");
-    EXPECT_EQ(TestTree::differences(TestTree::part(before, "-n"), snapshot(dst("-n"))), "");
+    // Folder modes and times, owners and attributes included.
+    EXPECT_EQ(TestTree::differences(before, snapshot(destination)), "");
     // Links were copied as links, targets untouched, never followed.
     EXPECT_EQ(TestTree::linkTarget(dst("tree/sub/link-to-folder")), "nested");
     EXPECT_EQ(TestTree::linkTarget(dst("tree/sub/dangling")), "/nonexistent/target");
+    // The holes stayed holes: 4 KiB of data in 256 KiB.
+    EXPECT_LE(TestTree::allocatedBlocks(dst("tree/sparse.img")), TestTree::allocatedBlocks(src("tree/sparse.img")));
+    EXPECT_LT(TestTree::allocatedBlocks(dst("tree/sparse.img")), 256 * 2);
 }
 
-TEST_F(FileTransferCopyTest, ConflictsTakeNumberedNamesAndNothingIsOverwritten)
+TEST_F(FileTransferCopyTest, ConflictsTakeNumberedNamesThatFitAndNothingIsOverwritten)
 {
     TestTree::makeFolder(src("tree"));
     TestTree::writeFile(src("tree/inside"), "new");
@@ -51,11 +54,18 @@ TEST_F(FileTransferCopyTest, ConflictsTakeNumberedNamesAndNothingIsOverwritten)
     TestTree::makeFolder(dst("tree"));
     TestTree::writeFile(dst("tree/inside"), "old");
     TestTree::writeFile(dst("a.txt"), "old");
+    // 251 bytes of two-byte characters and ".txt": 255, the most a name may hold.
+    const QString longName = QString(125, QChar(0xE9)) + QStringLiteral("x.txt");
+    TestTree::writeFile(src(longName), "long");
+    TestTree::writeFile(dst(longName), "taken");
     const auto destinationBefore = snapshot(destination);
 
-    const auto result = copy({src("tree"), src("a.txt"), src("a.txt")});
+    const auto result = copy({src("tree"), src("a.txt"), src("a.txt"), src(longName)});
     ASSERT_TRUE(result.has_value());
-    EXPECT_EQ(result->createdURLs, QStringList({dst("tree 2"), dst("a 2.txt"), dst("a 3.txt")}));
+    // The long name loses whole characters from its end to make room for " 2".
+    const QString numberedLongName = QString(124, QChar(0xE9)) + QStringLiteral(" 2.txt");
+    EXPECT_EQ(result->createdURLs, QStringList({dst("tree 2"), dst("a 2.txt"), dst("a 3.txt"), dst(numberedLongName)}));
+    EXPECT_EQ(TestTree::readFile(dst(numberedLongName)), "long");
     EXPECT_EQ(TestTree::readFile(dst("tree/inside")), "old");
     EXPECT_EQ(TestTree::readFile(dst("a.txt")), "old");
     EXPECT_EQ(TestTree::readFile(dst("tree 2/inside")), "new");
@@ -150,20 +160,46 @@ TEST_F(FileTransferCopyTest, APermissionErrorOnAReadableSourceFailsTheWholeBatch
     EXPECT_TRUE(TestTree::childNames(destination).isEmpty());
 }
 
-TEST_F(FileTransferCopyTest, FallsBackToReadingWhenTheKernelCannotCopyRanges)
+TEST_F(FileTransferCopyTest, AFileTakesItsNameOnlyWhenComplete)
 {
-    TestTree::buildSampleTree(src("tree"));
-    for (int occurrence = 1; occurrence <= 20; ++occurrence) calls->failCall(Call::copyRange, occurrence, EXDEV);
-
-    ASSERT_TRUE(copy({src("tree")}).has_value());
-    EXPECT_EQ(TestTree::differences(snapshot(src("tree")), snapshot(dst("tree"))), "");
-    EXPECT_GT(calls->count(Call::write), 0);
+    TestTree::writeFile(src("big.bin"), QByteArray(1 << 20, 'b'));
+    // Unnamed files, then a file system without them (hidden temporary names).
+    for (const bool hasUnnamedFiles : {true, false}) {
+        SCOPED_TRACE(hasUnnamedFiles ? "unnamed files" : "temporary names");
+        if (!hasUnnamedFiles) calls->failPath(Call::createUnnamed, "", EOPNOTSUPP);
+        QStringList seenWhileWriting;
+        calls->beforeCall(Call::copyRange, calls->count(Call::copyRange) + 1,
+                          [&] { seenWhileWriting = TestTree::childNames(destination); });
+        ASSERT_TRUE(copy({src("big.bin")}).has_value());
+        QStringList visible = seenWhileWriting;
+        visible.removeIf([](const QString& name) { return name.startsWith(u'.'); });
+        EXPECT_EQ(visible, hasUnnamedFiles ? QStringList() : QStringList({"big.bin"}));
+        EXPECT_EQ(seenWhileWriting.size() != visible.size(), !hasUnnamedFiles);
+    }
+    // Nothing partial is left behind.
+    EXPECT_EQ(TestTree::childNames(destination), QStringList({"big 2.bin", "big.bin"}));
 }
 
-TEST_F(FileTransferCopyTest, UnreadableItemsAreSkippedForAnUnprivilegedUser)
+TEST_F(FileTransferCopyTest, AnEarlyEndOfTheKernelsCopyIsReadOnAndAShortReadFails)
+{
+    TestTree::writeFile(src("data"), QByteArray(300000, 'x'));
+    // The kernel's copy stops at once: reading and writing takes over.
+    calls->endEarly(Call::copyRange, 0);
+    ASSERT_TRUE(copy({src("data")}).has_value());
+    EXPECT_EQ(TestTree::readFile(dst("data")), TestTree::readFile(src("data")));
+
+    // Reading ends early as well: the copy is short, so it fails and leaves nothing.
+    calls->endEarly(Call::read, 0);
+    const auto result = copy({src("data")});
+    ASSERT_FALSE(result.has_value());
+    EXPECT_EQ(TestTree::childNames(destination), QStringList({"data"}));
+}
+
+TEST_F(FileTransferCopyTest, UnreadableItemsAreSkippedAndSetIdBitsDroppedForAnUnprivilegedUser)
 {
     TestTree::makeFolder(src("tree"));
     TestTree::writeFile(src("tree/open"), "o");
+    TestTree::writeFile(src("tree/set-id"), "s", 06755); // root's: nobody cannot keep the owner
     TestTree::writeFile(src("tree/locked-file"), "l", 0000);
     TestTree::makeFolder(src("tree/locked-folder"), 0755);
     TestTree::writeFile(src("tree/locked-folder/inside"), "i");
@@ -176,7 +212,10 @@ TEST_F(FileTransferCopyTest, UnreadableItemsAreSkippedForAnUnprivilegedUser)
     ASSERT_TRUE(result.has_value()) << errorCode(result.error());
     EXPECT_EQ(result->createdURLs, QStringList({dst("tree")}));
     EXPECT_EQ(result->skippedURLs, QStringList({src("tree/locked-folder"), src("tree/locked-file")}));
-    EXPECT_EQ(TestTree::childNames(dst("tree")), QStringList({"open"}));
+    EXPECT_EQ(TestTree::childNames(dst("tree")), QStringList({"open", "set-id"}));
+    if (::geteuid() == 0) {
+        EXPECT_EQ(snapshot(dst("tree")).at("set-id").mode, mode_t(S_IFREG | 0755));
+    }
 }
 
 TEST_F(FileTransferCopyTest, FillingARealSmallFileSystemLeavesNothingBehind)

@@ -8,7 +8,6 @@
 
 #include <cerrno>
 
-#include <linux/magic.h>
 
 namespace {
 
@@ -30,11 +29,6 @@ TEST(FileTransferSafety, FoldsCaseOnlyWhenTheVolumeDoes)
               QStringList({"/a/B"}));
     EXPECT_EQ(FileTransferSafety::partitionTransferableSources({"/a/B"}, "/a/b/c", false).skipped,
               QStringList({"/a/B"}));
-    EXPECT_FALSE(FileTransferSafety::fileSystemTypeSupportsCaseSensitiveNames(MSDOS_SUPER_MAGIC, false));
-    EXPECT_FALSE(FileTransferSafety::fileSystemTypeSupportsCaseSensitiveNames(0x2011BAB0, false));
-    EXPECT_FALSE(FileTransferSafety::fileSystemTypeSupportsCaseSensitiveNames(EXT4_SUPER_MAGIC, true));
-    EXPECT_TRUE(FileTransferSafety::fileSystemTypeSupportsCaseSensitiveNames(EXT4_SUPER_MAGIC, false));
-    EXPECT_TRUE(FileTransferSafety::fileSystemTypeSupportsCaseSensitiveNames(TMPFS_MAGIC, false));
 }
 
 TEST(FileTransferSafety, SeesThroughLinksInThePathAndReadsNotYetMadeFolders)
@@ -164,26 +158,6 @@ TEST_F(FileTransferPlannerTest, UnreadableItemsAreSkippedOrFailThePlan)
     // Other errors are never skipped.
     calls.failPath(Call::listDirectory, "/tree", EIO);
     EXPECT_FALSE(plan(sources, {.skipPermissionDeniedItems = true}).has_value());
-}
-
-TEST_F(FileTransferPlannerTest, StopsBetweenSourcesAndInsideTheWalk)
-{
-    TestTree::buildSampleTree(scratch / "src/tree");
-    std::stop_source stop;
-    stop.request_stop();
-    EXPECT_EQ(plan({scratch / "src/tree"}, {}, stop.get_token()).error(), FileTransferError(FileTransferStopped{}));
-
-    std::stop_source later;
-    calls.beforeCall(Call::listDirectory, 2, [&] { later.request_stop(); });
-    EXPECT_EQ(plan({scratch / "src/tree"}, {}, later.get_token()).error(), FileTransferError(FileTransferStopped{}));
-}
-
-TEST_F(FileTransferPlannerTest, AnEmptySourceListTouchesNothing)
-{
-    const auto batch = plan({});
-    ASSERT_TRUE(batch.has_value());
-    EXPECT_EQ(*batch, FileTransferPlanBatch{});
-    EXPECT_EQ(calls.count(Call::any), 0);
 }
 
 } // namespace
