@@ -46,7 +46,7 @@ FileItemOperations::FileItemOperations(FileSystemCalls& calls)
 }
 
 std::expected<FileItemOperations::CopiedItem, FileTransferSystemError> FileItemOperations::copyItem(
-    const QString& source, const QString& destination)
+    const QString& source, const QString& destination, SourceAfterCopy sourceAfterCopy)
 {
     const QByteArray from = FilePaths::toNative(source);
     const QByteArray to = FilePaths::toNative(destination);
@@ -56,8 +56,9 @@ std::expected<FileItemOperations::CopiedItem, FileTransferSystemError> FileItemO
     if (!status) return failure(status.error(), source);
     const mode_t type = status->st_mode & S_IFMT;
     if (type == S_IFDIR) return failure(EISDIR, source);
-    const Result copied = type == S_IFREG ? copyRegularFile(from, to, *status, source, destination)
-                                          : copySpecialItem(from, to, *status, source, destination);
+    const Result copied = type == S_IFREG
+        ? copyRegularFile(from, to, *status, source, destination, sourceAfterCopy)
+        : copySpecialItem(from, to, *status, source, destination);
     if (!copied) return std::unexpected(copied.error());
     return CopiedItem{type, qint64(status->st_size)};
 }
@@ -65,7 +66,8 @@ std::expected<FileItemOperations::CopiedItem, FileTransferSystemError> FileItemO
 FileItemOperations::Result FileItemOperations::copyRegularFile(const QByteArray& source,
                                                                const QByteArray& destination,
                                                                const struct stat& status, const QString& sourceURL,
-                                                               const QString& destinationURL)
+                                                               const QString& destinationURL,
+                                                               SourceAfterCopy sourceAfterCopy)
 {
     // O_NOFOLLOW and O_NONBLOCK: what replaced the file since it was looked at
     // is neither followed nor waited for, and the check below refuses it.
@@ -86,12 +88,16 @@ FileItemOperations::Result FileItemOperations::copyRegularFile(const QByteArray&
 
     const auto copied = data.copy(*sourceFd, partial->fd, *opened);
     if (!copied) return discard(copied.error(), destinationURL);
-    // Read to the end, the copy must hold what the source holds now. Files that
+    // Read to the end, the copy holds what the source holds now; one that is
+    // shorter than the source ever was is not a copy. A source about to go must
+    // be matched exactly: what it gained meanwhile would go with it. Files that
     // say they are empty may hold generated content of any length.
     const auto now = calls.fileStatus(*sourceFd);
     if (!now) return discard(now.error(), sourceURL);
-    if (*copied != now->st_size && !(now->st_size == 0 && opened->st_size == 0))
-        return discard(kChangedWhileCopying, sourceURL);
+    const bool isGenerated = now->st_size == 0 && opened->st_size == 0;
+    const bool isWhole = *copied == now->st_size
+        || (sourceAfterCopy == SourceAfterCopy::kept && *copied >= opened->st_size);
+    if (!isGenerated && !isWhole) return discard(kChangedWhileCopying, sourceURL);
     if (const auto kept = attributes.applyTo(partial->fd, *opened, source); !kept)
         return discard(kept.error(), destinationURL);
 

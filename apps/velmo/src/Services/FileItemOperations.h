@@ -22,6 +22,10 @@ public:
         copyInstead,
     };
 
+    // What becomes of the source after its copy: a source about to be removed
+    // must be matched byte for byte by its copy; a kept one may have grown meanwhile.
+    enum class SourceAfterCopy { kept, removed };
+
     struct CopiedItem {
         mode_t type = 0; // S_IFMT bits
         qint64 size = 0;
@@ -33,7 +37,8 @@ public:
     // regular file: a file's data (holes kept), owner, mode, extended attributes
     // and times, under its name only once complete; a link as a link; a pipe,
     // socket or device as a new node.
-    std::expected<CopiedItem, FileTransferSystemError> copyItem(const QString& source, const QString& destination);
+    std::expected<CopiedItem, FileTransferSystemError> copyItem(const QString& source, const QString& destination,
+                                                                SourceAfterCopy sourceAfterCopy = SourceAfterCopy::kept);
     // One exclusive rename of anything; without exclusive rename on the file
     // system, a hard link and an unlink (not for folders).
     std::expected<RenameOutcome, FileTransferSystemError> renameItem(const QString& source, const QString& destination);
@@ -64,7 +69,7 @@ public:
 
 private:
     Result copyRegularFile(const QByteArray& source, const QByteArray& destination, const struct stat& status,
-                           const QString& sourceURL, const QString& destinationURL);
+                           const QString& sourceURL, const QString& destinationURL, SourceAfterCopy sourceAfterCopy);
     // A new file in the destination's folder without a name yet (or, where the
     // file system has no unnamed files, under a hidden temporary name).
     struct PartialFile {

@@ -192,7 +192,8 @@ FileItemOperations::Result FileTransferPlanRunner::moveEntry(const FileTransferE
         return {};
     }
     // Another file system: a copy now, the source once the copy is durable.
-    const auto copied = items.copyItem(entry.sourceURL, entry.destinationURL);
+    const auto copied =
+        items.copyItem(entry.sourceURL, entry.destinationURL, FileItemOperations::SourceAfterCopy::removed);
     if (!copied) return std::unexpected(copied.error());
     undo.crossing.add(entry.sourceURL, entry.destinationURL, copied->type, copied->size);
     return {};
@@ -254,7 +255,8 @@ void FileTransferPlanRunner::rollbackMove(MoveUndo& undo)
     for (auto move = undo.moved.crbegin(); move != undo.moved.crend(); ++move) {
         const auto renamed = items.renameItem(move->destinationURL, move->sourceURL);
         if (!renamed || *renamed == FileItemOperations::RenameOutcome::renamed) continue;
-        if (const auto copied = items.copyItem(move->destinationURL, move->sourceURL))
+        if (const auto copied = items.copyItem(move->destinationURL, move->sourceURL,
+                                               FileItemOperations::SourceAfterCopy::removed))
             back.add(move->destinationURL, move->sourceURL, copied->type, copied->size);
     }
     std::vector<FileMoveResult> unused;

@@ -86,6 +86,26 @@ TEST_F(FileTransferMoveTest, AcrossFileSystemsASourceGoesOnlyOnceItsCopyIsComple
     EXPECT_EQ(TestTree::childNames(destination), QStringList({"tree"}));
 }
 
+TEST_F(FileTransferMoveTest, AFileThatGrowsWhileCopiedIsCopiedButNotMovedAway)
+{
+    TestTree::writeFile(src("log"), "first\n");
+    // Another program appends once the copy has read to the end, before it is checked.
+    const auto appendAfterReading = [&] {
+        calls->beforeCall(Call::fileStatus, calls->count(Call::fileStatus) + 2, [&] {
+            TestTree::writeFile(src("log"), TestTree::readFile(src("log")) + "more\n");
+        });
+    };
+    appendAfterReading();
+    ASSERT_TRUE(service.copyItems({src("log")}, destination, stop.get_token()).has_value());
+    EXPECT_EQ(TestTree::readFile(dst("log")), "first\n");
+
+    calls->failPath(Call::renameExclusive, "", EXDEV);
+    appendAfterReading();
+    ASSERT_FALSE(move({src("log")}).has_value());
+    EXPECT_EQ(TestTree::readFile(src("log")), "first\nmore\nmore\n");
+    EXPECT_EQ(TestTree::childNames(destination), QStringList({"log"}));
+}
+
 TEST_F(FileTransferMoveTest, SpecialFilesAreMadeAnewAndNeverOpened)
 {
     TestTree::makeFolder(src("specials"));
