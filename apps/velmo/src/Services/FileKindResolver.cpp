@@ -3,17 +3,96 @@
 #include "PathKit/FilePaths.h"
 
 #include <QMimeDatabase>
+#include <QRegularExpression>
+
+#include <vector>
+
+namespace {
+
+const QMimeDatabase& database()
+{
+    static const QMimeDatabase mimeDatabase;
+    return mimeDatabase;
+}
+
+// The globs that can match a name by more than its suffix, reduced to what a
+// name must start or end with to be matched by one (case ignored: most globs
+// match either case, and asking the database too often is only slower).
+class WholeNameGlobs {
+public:
+    WholeNameGlobs()
+    {
+        for (const QMimeType& type : database().allMimeTypes())
+            for (const QString& pattern : type.globPatterns()) add(pattern);
+    }
+
+    bool mayMatch(const QString& name) const
+    {
+        if (auto it = prefixes_.constFind(name.front().toCaseFolded()); it != prefixes_.constEnd())
+            for (const QString& prefix : *it)
+                if (name.startsWith(prefix, Qt::CaseInsensitive)) return true;
+        if (auto it = suffixes_.constFind(name.back().toCaseFolded()); it != suffixes_.constEnd())
+            for (const QString& suffix : *it)
+                if (name.endsWith(suffix, Qt::CaseInsensitive)) return true;
+        for (const QRegularExpression& other : others_)
+            if (other.match(name).hasMatch()) return true;
+        return false;
+    }
+
+private:
+    void add(const QString& pattern)
+    {
+        // "*.so.[0-9]*": whatever the star takes, the rest starts at a dot, and a
+        // name's first dot (after a leading one) begins its suffix.
+        if (pattern.startsWith(u"*.") || pattern.isEmpty()) return;
+        static const QRegularExpression wildcard(QStringLiteral("[*?[]"));
+        static const QRegularExpression wildcardEnd(QStringLiteral("[*?\\]]"));
+        const qsizetype first = pattern.indexOf(wildcard);
+        if (first != 0) {
+            // "Makefile", "README*", "makefile.*": a literal start.
+            const QString prefix = first < 0 ? pattern : pattern.left(first);
+            prefixes_[prefix.front().toCaseFolded()].push_back(prefix);
+            return;
+        }
+        const qsizetype last = pattern.lastIndexOf(wildcardEnd);
+        if (last + 1 < pattern.size()) {
+            // "*~", "[0-9][0-9][0-9].vdr": a literal end.
+            const QString suffix = pattern.mid(last + 1);
+            suffixes_[suffix.back().toCaseFolded()].push_back(suffix);
+            return;
+        }
+        // Names hold no '/', so the path form of the conversion is the plain one.
+        others_.emplace_back(QRegularExpression::wildcardToRegularExpression(pattern),
+                             QRegularExpression::CaseInsensitiveOption);
+    }
+
+    QHash<QChar, std::vector<QString>> prefixes_;
+    QHash<QChar, std::vector<QString>> suffixes_;
+    std::vector<QRegularExpression> others_;
+};
+
+QString kindFromDatabase(const QString& name)
+{
+    return database().mimeTypeForFile(FilePaths::displayName(name), QMimeDatabase::MatchExtension).comment();
+}
+
+} // namespace
 
 QString FileKindResolver::kindForFileName(const QString& name)
 {
-    // "archive.tar.gz" and "x.tar.gz" share ".tar.gz"; names without a dot after
-    // their first character ("Makefile", ".bashrc") are their own key.
-    const qsizetype dot = name.indexOf(u'.', 1);
-    const QString key = dot > 0 ? name.mid(dot) : name;
+    if (name.isEmpty()) return kindFromDatabase(name);
+    // The suffix starts at the first dot after the first character. A name with
+    // none, or one starting with a dot, is its own key ('/' never occurs in a
+    // name, so such keys can't meet a suffix).
+    const qsizetype dot = name.startsWith(u'.') ? -1 : name.indexOf(u'.', 1);
+    if (dot > 0) {
+        static const WholeNameGlobs wholeNameGlobs;
+        if (wholeNameGlobs.mayMatch(name)) return kindFromDatabase(name);
+    }
+    const QString key = dot > 0 ? name.mid(dot) : u'/' + name;
     auto it = cache_.constFind(key);
     if (it != cache_.constEnd()) return *it;
-    static const QMimeDatabase database;
-    const QString kind = database.mimeTypeForFile(FilePaths::displayName(name), QMimeDatabase::MatchExtension).comment();
+    const QString kind = kindFromDatabase(name);
     cache_.insert(key, kind);
     return kind;
 }

@@ -4,8 +4,14 @@
 #include <QString>
 
 // The type description of a file from its name alone (no content sniffing while
-// listing). Answers are cached by the name's suffix, so a large folder asks the
-// MIME database once per kind of name. Not thread-safe: one per thread.
+// listing), exactly as the MIME database answers for that name.
+//
+// A large folder must not ask the database once per name, so answers are cached
+// by the name's suffix (".tar.gz" of "x.tar.gz") where only the suffix can
+// decide: the MIME globs of the form "*.…" look at nothing before the suffix's
+// dot. Names that another glob could match ("CMakeLists.txt", "README.md",
+// "Makefile.am", "file.txt~") are asked about whole. Which globs those are is
+// read from the database once. Not thread-safe: one resolver per thread.
 class FileKindResolver {
 public:
     QString kindForFileName(const QString& name);

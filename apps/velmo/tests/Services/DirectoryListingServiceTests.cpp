@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QMimeDatabase>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -163,19 +165,26 @@ TEST(DirectoryListingService, BundleVersionsAreReadOnceAndOnlyForBundles)
     EXPECT_EQ(byName(*DirectoryListingService().listNow(tmp.path(), false))["Empty.app"].version, QString("1"));
 }
 
-TEST(DirectoryListingService, LargeFoldersListTheSameOnTwoThreads)
+TEST(DirectoryListingService, KindsAreThoseOfEachWholeNameOnBothThreads)
 {
+    // Most kinds follow from a name's suffix, but some names are known whole
+    // ("CMakeLists.txt", "README.md"): neither may lend its kind to the others.
     TemporaryFolder tmp;
+    const QStringList special {"CMakeLists.txt", "README.md", "notes.md", "Makefile", "Makefile.am", "x.am",
+                               "draft.txt~", "001.vdr", ".config.json", "libz.so.1", "archive.tar.gz", "noextension"};
+    for (const QString& name : special) tmp.file(name);
     const int count = DirectoryListingService::kParallelThreshold * 2 + 7;
-    for (int i = 0; i < count; ++i) writeNative(tmp.path(), QByteArray("item-") + QByteArray::number(i) + ".txt");
-    DirectoryListingService service;
-    auto result = service.listNow(tmp.path(), false);
+    for (int i = int(special.size()); i < count; ++i) writeNative(tmp.path(), "item-" + QByteArray::number(i) + ".txt");
+
+    auto result = DirectoryListingService().listNow(tmp.path(), true);
     ASSERT_TRUE(result);
     ASSERT_EQ(int(result->size()), count);
+    const QMimeDatabase database;
     QSet<QString> ids;
     for (const auto& entry : *result) {
-        EXPECT_TRUE(entry.byteSize.has_value()) << entry.name.toStdString();
         ids.insert(entry.id);
+        EXPECT_EQ(entry.localizedKind, database.mimeTypeForFile(entry.name, QMimeDatabase::MatchExtension).comment())
+            << entry.name.toStdString();
     }
     EXPECT_EQ(ids.size(), count);
 }
