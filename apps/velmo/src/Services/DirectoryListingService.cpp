@@ -85,7 +85,9 @@ private:
         entry.isDirectory = S_ISDIR(mode);
         entry.isSymbolicLink = S_ISLNK(mode);
         entry.isPackage = entry.isDirectory && isPackageName(entry.name);
-        if (!entry.isDirectory) entry.byteSize = qint64(stx.stx_size);
+        // Only files and links have a size; a device, pipe or socket reports
+        // whatever its driver likes (usually 0), which is no size at all.
+        if ((S_ISREG(mode) || S_ISLNK(mode)) && (stx.stx_mask & STATX_SIZE)) entry.byteSize = qint64(stx.stx_size);
         if (stx.stx_mask & STATX_MTIME) entry.modificationDate = dateFrom(stx.stx_mtime);
         if (stx.stx_mask & STATX_BTIME) entry.creationDate = dateFrom(stx.stx_btime);
         if (stx.stx_mask & STATX_ATIME) entry.contentAccessDate = dateFrom(stx.stx_atime);

@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -232,13 +233,24 @@ std::optional<QVariant> PropertyListReader::parse(const QByteArray& bytes)
 
 std::optional<QVariantMap> PropertyListReader::readDictionary(const QString& path)
 {
-    const int fd = ::open(FilePaths::toNative(path).constData(), O_RDONLY | O_CLOEXEC);
+    // Only a regular file is read. Opening a pipe named Info.plist would wait for
+    // a writer, and opening a device may act on it: neither is opened. O_NONBLOCK
+    // and the second look, on the descriptor, cover a swap in between.
+    const QByteArray native = FilePaths::toNative(path);
+    struct stat status {};
+    if (::stat(native.constData(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    const int fd = ::open(native.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0) return std::nullopt;
+    // Info.plist files are small; a huge one is not a bundle's.
+    constexpr qint64 kSizeLimit = 16 * 1024 * 1024;
+    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > kSizeLimit) {
+        ::close(fd);
+        return std::nullopt;
+    }
     QByteArray bytes;
     char buffer[16384];
     ssize_t n = 0;
-    // Info.plist files are small; a huge one is not a bundle's.
-    while ((n = ::read(fd, buffer, sizeof buffer)) > 0 && bytes.size() < 16 * 1024 * 1024) bytes.append(buffer, n);
+    while ((n = ::read(fd, buffer, sizeof buffer)) > 0 && bytes.size() < kSizeLimit) bytes.append(buffer, n);
     ::close(fd);
     if (n < 0) return std::nullopt;
     auto value = parse(bytes);

@@ -8,7 +8,9 @@
 #include <QMimeDatabase>
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -149,12 +151,16 @@ TEST(DirectoryListingService, BundleVersionsAreReadOnceAndOnlyForBundles)
     tmp.file("Shout.APP/Contents/Info.plist",
              "<plist><dict><key>CFBundleVersion</key><string>9</string></dict></plist>");
     tmp.folder("Empty.app");
+    // A pipe in place of Info.plist would hold the listing until a writer came.
+    tmp.folder("Pipe.app/Contents");
+    ASSERT_EQ(::mkfifo(FilePaths::toNative(tmp.path() + "/Pipe.app/Contents/Info.plist").constData(), 0644), 0);
     DirectoryListingService service;
     auto first = byName(*service.listNow(tmp.path(), false));
     EXPECT_EQ(first["Tool.app"].version, QString("3.1"));
     EXPECT_TRUE(first["Tool.app"].isPackage);
     EXPECT_FALSE(first["Shout.APP"].version);
     EXPECT_FALSE(first["Empty.app"].version);
+    EXPECT_FALSE(first["Pipe.app"].version);
 
     // Known versions and known absences are never read again by this service.
     tmp.file("Empty.app/Contents/Info.plist", "<plist><dict><key>CFBundleVersion</key><string>1</string></dict></plist>");
@@ -189,14 +195,45 @@ TEST(DirectoryListingService, KindsAreThoseOfEachWholeNameOnBothThreads)
     EXPECT_EQ(ids.size(), count);
 }
 
+TEST(DirectoryListingService, OnlyFilesAndLinksHaveASize)
+{
+    TemporaryFolder tmp;
+    tmp.file("file", "12345");
+    tmp.link("link", "file");
+    tmp.folder("folder");
+    // A pipe named ".hidden" must not hold up the listing that looks for the list.
+    ASSERT_EQ(::mkfifo(FilePaths::toNative(tmp.path() + "/.hidden").constData(), 0644), 0);
+    const int sock = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    const QByteArray socketPath = FilePaths::toNative(tmp.path() + "/socket");
+    ASSERT_LT(std::size_t(socketPath.size()), sizeof address.sun_path);
+    std::memcpy(address.sun_path, socketPath.constData(), std::size_t(socketPath.size()));
+    ASSERT_EQ(::bind(sock, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ::close(sock);
+
+    auto entries = byName(*DirectoryListingService().listNow(tmp.path(), true));
+    ASSERT_EQ(entries.size(), 5u);
+    EXPECT_EQ(entries["file"].byteSize, 5);
+    EXPECT_EQ(entries["link"].byteSize, 4); // the link itself: its target's name
+    EXPECT_FALSE(entries["folder"].byteSize);
+    EXPECT_FALSE(entries[".hidden"].byteSize);
+    EXPECT_FALSE(entries["socket"].byteSize);
+}
+
 TEST(DirectoryListingService, SystemFoldersListWithoutTrouble)
 {
     DirectoryListingService service;
-    for (const char* path : {"/", "/proc", "/dev", "/sys/class"}) {
+    for (const char* path : {"/", "/proc", "/sys/class"}) {
         auto result = service.listNow(QString::fromLatin1(path), true);
         ASSERT_TRUE(result) << path;
         EXPECT_FALSE(result->empty()) << path;
     }
+    auto devices = service.listNow("/dev", true);
+    ASSERT_TRUE(devices);
+    const auto null = byName(*devices)["null"];
+    ASSERT_EQ(null.id, "/dev/null");
+    EXPECT_FALSE(null.byteSize);
 }
 
 TEST(DirectoryListingService, DeliversThroughTheInterfaceUnlessCancelled)
