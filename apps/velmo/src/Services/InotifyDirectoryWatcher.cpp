@@ -68,26 +68,38 @@ private:
             if (fds[1].revents) return;
             const ssize_t length = ::read(inotifyFd_, buffer, sizeof buffer);
             if (length <= 0) continue;
-            // One call per watch per batch: a burst of events is one change to the pane.
-            std::map<int, bool> touched;
-            for (ssize_t offset = 0; offset < length;) {
-                const auto* event = reinterpret_cast<const inotify_event*>(buffer + offset);
-                offset += ssize_t(sizeof(inotify_event) + event->len);
-                touched[event->wd] = touched[event->wd] || (event->mask & IN_IGNORED);
-            }
+            dispatch(buffer, length);
+        }
+    }
+
+    // One call per watch per batch: a burst of events is one change to the pane.
+    void dispatch(const char* buffer, ssize_t length)
+    {
+        std::map<int, bool> touched;
+        bool overflowed = false;
+        for (ssize_t offset = 0; offset < length;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(buffer + offset);
+            offset += ssize_t(sizeof(inotify_event) + event->len);
+            // The kernel's queue ran over and events were lost, for any folder:
+            // every watch must look again.
+            if (event->mask & IN_Q_OVERFLOW) overflowed = true;
+            else touched[event->wd] = touched[event->wd] || (event->mask & IN_IGNORED);
+        }
+        std::vector<std::function<void()>> calls;
+        {
+            std::lock_guard lock(mutex_);
+            if (overflowed)
+                for (const auto& [wd, callbacks] : callbacks_) touched.try_emplace(wd, false);
             for (const auto& [wd, ignored] : touched) {
-                std::vector<std::function<void()>> calls;
-                {
-                    std::lock_guard lock(mutex_);
-                    auto it = callbacks_.find(wd);
-                    if (it == callbacks_.end()) continue;
-                    for (const auto& [id, callback] : it->second) calls.push_back(callback);
-                    // The kernel dropped this watch (folder gone, file system unmounted).
-                    if (ignored) callbacks_.erase(it);
-                }
-                for (const auto& call : calls) call();
+                auto it = callbacks_.find(wd);
+                if (it == callbacks_.end()) continue;
+                for (const auto& [id, callback] : it->second) calls.push_back(callback);
+                // The kernel dropped this watch (folder gone, file system unmounted).
+                if (ignored) callbacks_.erase(it);
             }
         }
+        // Outside the lock: a callback may start or end watches.
+        for (const auto& call : calls) call();
     }
 
     int inotifyFd_ = -1;
