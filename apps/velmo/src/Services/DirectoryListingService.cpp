@@ -124,19 +124,17 @@ private:
 
 } // namespace
 
-DirectoryListingService::DirectoryListingService() = default;
+struct DirectoryListingService::BundleVersions {
+    QHash<QString, QString> versionCache;
+    QSet<QString> missingVersionPaths;
 
-void DirectoryListingService::list(const QString& url, bool includingHiddenFiles, const TaskHandle& task,
-                                   QObject* context, Completion completion)
-{
-    BackgroundTask::run(
-        executor_.pool(), context,
-        [this, url, includingHiddenFiles](std::stop_token stop) { return listNow(url, includingHiddenFiles, stop); },
-        std::move(completion), task);
-}
+    std::optional<QString> version(const FileEntry& entry);
+};
 
-DirectoryListingProviding::Result DirectoryListingService::listNow(const QString& url, bool includingHiddenFiles,
-                                                                   std::stop_token stop)
+namespace {
+
+DirectoryListingProviding::Result listFolder(DirectoryListingService::BundleVersions& versions, const QString& url,
+                                             bool includingHiddenFiles, const std::stop_token& stop)
 {
     const QString folder = FilePaths::standardized(url);
     const QByteArray nativeFolder = FilePaths::toNative(folder);
@@ -163,7 +161,7 @@ DirectoryListingProviding::Result DirectoryListingService::listNow(const QString
     if (stop.stop_requested()) return {};
 
     std::vector<FileEntry> entries(names.size());
-    if (names.size() >= std::size_t(kParallelThreshold)) {
+    if (names.size() >= std::size_t(DirectoryListingService::kParallelThreshold)) {
         const std::size_t half = names.size() / 2;
         std::jthread helper([&] {
             EntryBuilder(dir.get(), folder, arena, hiddenNames).build(names, entries, half, names.size(), stop);
@@ -178,15 +176,38 @@ DirectoryListingProviding::Result DirectoryListingService::listNow(const QString
     // cache look-ups off the other 99.9% of items.
     for (FileEntry& entry : entries)
         if (entry.name.endsWith(u".app") || entry.name.endsWith(u".framework") || entry.name.endsWith(u".plugin"))
-            entry.version = version(entry);
+            entry.version = versions.version(entry);
     return entries;
 }
 
-std::optional<QString> DirectoryListingService::version(const FileEntry& entry)
+} // namespace
+
+DirectoryListingService::DirectoryListingService() : versions_(std::make_shared<BundleVersions>()) { }
+
+DirectoryListingService::~DirectoryListingService() = default;
+
+void DirectoryListingService::list(const QString& url, bool includingHiddenFiles, const TaskHandle& task,
+                                   QObject* context, Completion completion)
+{
+    BackgroundTask::run(
+        &executor_, context,
+        [versions = versions_, url, includingHiddenFiles](std::stop_token stop) {
+            return listFolder(*versions, url, includingHiddenFiles, stop);
+        },
+        std::move(completion), task);
+}
+
+DirectoryListingProviding::Result DirectoryListingService::listNow(const QString& url, bool includingHiddenFiles,
+                                                                   std::stop_token stop)
+{
+    return listFolder(*versions_, url, includingHiddenFiles, stop);
+}
+
+std::optional<QString> DirectoryListingService::BundleVersions::version(const FileEntry& entry)
 {
     const QString& path = entry.id;
-    if (auto it = versionCache_.constFind(path); it != versionCache_.constEnd()) return *it;
-    if (missingVersionPaths_.contains(path)) return std::nullopt;
+    if (auto it = versionCache.constFind(path); it != versionCache.constEnd()) return *it;
+    if (missingVersionPaths.contains(path)) return std::nullopt;
     const QString extension = FilePaths::extension(path);
     if (extension != u"app" && extension != u"framework" && extension != u"plugin") return std::nullopt;
 
@@ -202,9 +223,9 @@ std::optional<QString> DirectoryListingService::version(const FileEntry& entry)
         }
     }
     if (!found) {
-        missingVersionPaths_.insert(path);
+        missingVersionPaths.insert(path);
         return std::nullopt;
     }
-    versionCache_.insert(path, *found);
+    versionCache.insert(path, *found);
     return found;
 }

@@ -12,16 +12,17 @@
 #include <utility>
 
 // The one way Velmo runs work off the main thread:
-//   work(std::stop_token) runs on `pool`; its result comes back by value to
-//   done(result) on `context`'s thread. The continuation is dropped when the task
+//   work(std::stop_token) runs on `executor` (a QThreadPool, a SerialExecutor:
+//   anything with start(callable)); its result comes back by value to
+//   done(result) on the main thread. The continuation is dropped when the task
 //   was cancelled or `context` has gone, so late results never land.
 namespace BackgroundTask {
 
-template <typename Work, typename Done>
-TaskHandle run(QThreadPool* pool, QObject* context, Work work, Done done, TaskHandle handle = TaskHandle::make())
+template <typename Executor, typename Work, typename Done>
+TaskHandle run(Executor* executor, QObject* context, Work work, Done done, TaskHandle handle = TaskHandle::make())
 {
     QPointer<QObject> guard(context);
-    pool->start([handle, guard, work = std::move(work), done = std::move(done)]() mutable {
+    executor->start([handle, guard, work = std::move(work), done = std::move(done)]() mutable {
         if (handle.isCancelled()) return;
         auto result = work(handle.token());
         if (handle.isCancelled() || !guard) return;
