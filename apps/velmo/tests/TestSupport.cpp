@@ -8,9 +8,9 @@
 
 TemporaryFolder::TemporaryFolder() : dir_(QDir::tempPath() + QStringLiteral("/velmo-test-XXXXXX")) { }
 
-QString TemporaryFolder::FilePathsPath(const QString& path)
+QString TemporaryFolder::path() const
 {
-    return FilePaths::standardized(path);
+    return FilePaths::standardized(dir_.path());
 }
 
 QString TemporaryFolder::file(const QString& relative, const QByteArray& contents) const
@@ -41,7 +41,6 @@ void FakeListingService::list(const QString& url, bool includingHiddenFiles, con
 {
     listedURLs.push_back(url);
     pending.push_back({url, includingHiddenFiles, task, context, std::move(completion)});
-    if (autoAnswer) QMetaObject::invokeMethod(context, [this] { answerAll(); }, Qt::QueuedConnection);
 }
 
 void FakeListingService::answer(std::size_t index, Result result)
@@ -62,6 +61,27 @@ void FakeListingService::answerAll()
         else
             answerNext(it->second);
     }
+}
+
+void ManualClock::runAfter(quint64 delayNanoseconds, QObject* context, std::function<void()> callback)
+{
+    delayed_.push_back({now + delayNanoseconds, context, std::move(callback)});
+}
+
+void ManualClock::advance(quint64 nanoseconds)
+{
+    const quint64 until = now + nanoseconds;
+    for (;;) {
+        // The earliest due call first; among equals, the one asked for first.
+        auto next = std::min_element(delayed_.begin(), delayed_.end(),
+                                     [](const Delayed& a, const Delayed& b) { return a.due < b.due; });
+        if (next == delayed_.end() || next->due > until) break;
+        Delayed call = std::move(*next);
+        delayed_.erase(next);
+        now = std::max(now, call.due);
+        if (call.context) call.callback();
+    }
+    now = until;
 }
 
 std::shared_ptr<DirectoryWatchToken> FakeDirectoryWatcher::watch(const QString& url, std::function<void()> onChange)

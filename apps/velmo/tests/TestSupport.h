@@ -6,6 +6,7 @@
 #include "Support/MonotonicClock.h"
 
 #include <QDir>
+#include <QPointer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -18,21 +19,33 @@
 class TemporaryFolder {
 public:
     TemporaryFolder();
-    QString path() const { return FilePathsPath(dir_.path()); }
+    QString path() const;
     QString file(const QString& relative, const QByteArray& contents = "x") const;
     QString folder(const QString& relative) const;
     QString link(const QString& relative, const QString& target) const;
 
 private:
-    static QString FilePathsPath(const QString& path);
     QTemporaryDir dir_;
 };
 
-// Time that moves only when a test says so.
+// Time that moves only when a test says so; delayed calls run as it passes them.
 class ManualClock final : public MonotonicClock {
 public:
     quint64 uptimeNanoseconds() const override { return now; }
+    void runAfter(quint64 delayNanoseconds, QObject* context, std::function<void()> callback) override;
+    // Moves time on, running each call that comes due in the order of its time.
+    void advance(quint64 nanoseconds);
+    void advanceMilliseconds(quint64 milliseconds) { advance(milliseconds * 1'000'000); }
+
     quint64 now = 1'000'000'000;
+
+private:
+    struct Delayed {
+        quint64 due;
+        QPointer<QObject> context;
+        std::function<void()> callback;
+    };
+    std::vector<Delayed> delayed_;
 };
 
 // A listing service whose answers the test gives, in any order it likes.
@@ -58,9 +71,8 @@ public:
 
     std::deque<Call> pending;
     std::vector<QString> listedURLs;
-    // Folder contents used by answerAll and by `autoAnswer`.
+    // Folder contents used by answerAll; other folders are not folders.
     std::map<QString, std::vector<FileEntry>> folders;
-    bool autoAnswer = false;
 };
 
 class FakeDirectoryWatcher final : public DirectoryWatchProviding {

@@ -1,21 +1,6 @@
 #include "State/FilePaneStore.h"
 
 #include "PathKit/FilePaths.h"
-#include "Services/PackageNames.h"
-#include "Support/VolumeNames.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-
-namespace {
-
-
-std::optional<QDateTime> dateFrom(const statx_timestamp& ts)
-{
-    return QDateTime::fromMSecsSinceEpoch(qint64(ts.tv_sec) * 1000 + ts.tv_nsec / 1'000'000, Qt::UTC);
-}
-
-} // namespace
 
 FilePaneStore::FilePaneStore(PaneID id, FilePaneServices services, Configuration configuration, QObject* parent)
     : QObject(parent), id_(id), services_(std::move(services)),
@@ -27,7 +12,6 @@ FilePaneStore::FilePaneStore(PaneID id, FilePaneServices services, Configuration
     if (!services_.clock) services_.clock = MonotonicClock::system();
     breadcrumbTrailURL_ = currentURL_;
     breadcrumbs_ = breadcrumbs(breadcrumbTrailURL_);
-    toastDismissTimer_.setSingleShot(true);
 }
 
 FilePaneStore::~FilePaneStore()
@@ -293,28 +277,6 @@ void FilePaneStore::startLoad(const QString& url)
                             });
 }
 
-FileEntry FilePaneStore::currentDirectoryEntry() const
-{
-    FileEntry entry;
-    entry.id = currentURL_;
-    entry.url = currentURL_;
-    entry.name = currentURL_ == u"/" ? VolumeNames::rootVolumeName() : FilePaths::lastComponent(currentURL_);
-    entry.isDirectory = true;
-    struct statx stx {};
-    if (::statx(AT_FDCWD, FilePaths::toNative(currentURL_).constData(), AT_SYMLINK_NOFOLLOW,
-                STATX_TYPE | STATX_MTIME | STATX_ATIME | STATX_BTIME, &stx)
-        == 0) {
-        if (stx.stx_mask & STATX_MTIME) entry.modificationDate = dateFrom(stx.stx_mtime);
-        if (stx.stx_mask & STATX_BTIME) entry.creationDate = dateFrom(stx.stx_btime);
-        if (stx.stx_mask & STATX_ATIME) entry.contentAccessDate = dateFrom(stx.stx_atime);
-        entry.isSymbolicLink = S_ISLNK(stx.stx_mode);
-    }
-    entry.localizedKind = QStringLiteral("Folder");
-    entry.isPackage = isPackageName(FilePaths::lastComponent(currentURL_));
-    entry.isHidden = FilePaths::lastComponent(currentURL_).startsWith(u'.');
-    return entry;
-}
-
 double FilePaneStore::consumeScrollRestorationOffset(const QString& url)
 {
     return scrollMemory_.consumeRestorationOffset(url);
@@ -337,7 +299,6 @@ void FilePaneStore::teardown()
     directoryRefreshTask_ = {};
     activeOperationTitle_.reset();
     cancelWatching();
-    toastDismissTimer_.stop();
 }
 
 // ---------------------------------------------------------------- setters

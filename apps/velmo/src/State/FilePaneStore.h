@@ -20,7 +20,6 @@
 #include <QObject>
 #include <QSet>
 #include <QStringList>
-#include <QTimer>
 
 #include <functional>
 #include <memory>
@@ -109,7 +108,6 @@ public:
     void open(const FileEntry& entry, bool treatPackagesAsFolders = false);
     void startLoad(const QString& url);
     void rememberCurrentSelection();
-    FileEntry currentDirectoryEntry() const;
     double consumeScrollRestorationOffset(const QString& url);
     void teardown();
 
@@ -159,7 +157,8 @@ public:
     const std::optional<ToastMessage>& actionToast() const { return actionToast_; }
     void showActionToast(const QString& text, ToastMessage::Kind kind);
     void dismissActionToast();
-    void setToastLifetimeMilliseconds(int milliseconds) { toastLifetimeMilliseconds_ = milliseconds; }
+    // How long a toast shows, on the services' clock.
+    static constexpr quint64 kToastLifetimeNanoseconds = 4'000'000'000;
 
     // --- watching and refresh ---
     const std::optional<QString>& watchedURL() const { return watchedURL_; }
@@ -243,8 +242,6 @@ private:
     FilePaneLoadState loadState_ = FilePaneLoadState::idle();
     std::optional<QString> activeOperationTitle_;
     std::optional<ToastMessage> actionToast_;
-    QTimer toastDismissTimer_;
-    int toastLifetimeMilliseconds_ = 4000;
     FileEntryList sortedEntries_;
     FileEntryList visibleEntries_;
     std::vector<FilePaneRow> treeRows_;

@@ -55,12 +55,11 @@ void FilePaneStore::showActionToast(const QString& text, ToastMessage::Kind kind
     const ToastMessage toast {QUuid::createUuid(), text, kind};
     actionToast_ = toast;
     emit toastChanged();
-    // Restarting replaces the old toast's timer: no queue, each toast its own lifetime.
-    toastDismissTimer_.disconnect();
-    connect(&toastDismissTimer_, &QTimer::timeout, this, [this, id = toast.id] {
+    // No queue: a new toast replaces the old one and lives its own full time; the
+    // old one's dismissal finds another toast and leaves it.
+    services_.clock->runAfter(kToastLifetimeNanoseconds, this, [this, id = toast.id] {
         if (actionToast_ && actionToast_->id == id) dismissActionToast();
     });
-    toastDismissTimer_.start(toastLifetimeMilliseconds_);
 }
 
 void FilePaneStore::dismissActionToast()

@@ -49,17 +49,19 @@ void FilePaneStore::cancelWatching()
 void FilePaneStore::scheduleExternalDirectoryRefresh(const QString& url)
 {
     if (url != currentURL_ || activeNavigationLoadGeneration_) return;
+    // The debounce: only the last event of a burst reaches its checks.
     directoryRefreshTask_.cancel();
     TaskHandle task = TaskHandle::make();
     directoryRefreshTask_ = task;
-    const int delay = int((directoryRefreshDebounceNanoseconds_ + 999'999) / 1'000'000);
-    QTimer::singleShot(delay, this, [this, task, url] {
+    auto refresh = [this, task, url] {
         if (task.isCancelled()) return;
         if (directoryRefreshTask_ == task) directoryRefreshTask_ = {};
         if (currentURL_ != url || activeNavigationLoadGeneration_) return;
         if (services_.clock->uptimeNanoseconds() < suppressWatcherEchoUntilNanos_) return;
         startLoad(currentURL_);
-    });
+    };
+    if (directoryRefreshDebounceNanoseconds_ == 0) refresh();
+    else services_.clock->runAfter(directoryRefreshDebounceNanoseconds_, this, std::move(refresh));
 }
 
 void FilePaneStore::commitFolderSnapshot(FileEntryList entries, bool /*preserveExistingStates*/)
