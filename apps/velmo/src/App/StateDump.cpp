@@ -1,5 +1,6 @@
 #include "App/StateDump.h"
 
+#include "Models/FilePaneCellText.h"
 #include "State/VelmoStore.h"
 
 #include <QJsonArray>
@@ -32,9 +33,18 @@ QJsonObject StateDump::dumpPane(const FilePaneStore& pane)
     out["loadState"] = loadStateText(pane.loadState());
     if (pane.loadState().isFailed()) out["failure"] = pane.loadState().failureMessage;
     out["entryCount"] = qint64(pane.entries().size());
+    // Each row with the texts its cells show, column by column as on screen.
+    const auto columns = FileEntryColumns::shown(pane.visibleColumns(), pane.columnOrder());
+    QJsonArray columnIDs;
+    for (FileEntrySortColumn column : columns) columnIDs.append(FileEntryColumns::id(column));
+    out["columns"] = columnIDs;
     QJsonArray rows;
-    for (const auto& row : pane.treeRows())
-        rows.append(QJsonObject {{"id", row.entry->id}, {"name", row.entry->name}, {"depth", row.depth}});
+    for (const auto& row : pane.treeRows()) {
+        QJsonObject cells;
+        for (FileEntrySortColumn column : columns)
+            cells[FileEntryColumns::id(column)] = FilePaneCellText::text(*row.entry, column);
+        rows.append(QJsonObject {{"id", row.entry->id}, {"name", row.entry->name}, {"depth", row.depth}, {"cells", cells}});
+    }
     out["rows"] = rows;
     // The selection in row order, as the file actions see it.
     QStringList selection;

@@ -49,4 +49,21 @@ std::optional<FileEntryColumn> column(const QString& text)
     return std::nullopt;
 }
 
+std::vector<FileEntrySortColumn> shown(const QSet<FileEntryColumn>& visible, const QStringList& order)
+{
+    using C = FileEntrySortColumn;
+    static constexpr C standardOrder[] = {C::contents, C::size,  C::modified, C::created,
+                                          C::lastOpened, C::added, C::kind,     C::version};
+    QSet<C> wanted;
+    for (FileEntryColumn column : visible) wanted.insert(sortColumn(column));
+    std::vector<C> columns {C::name};
+    auto take = [&](C column) {
+        if (wanted.remove(column)) columns.push_back(column);
+    };
+    for (const QString& text : order)
+        if (auto column = sortColumn(text)) take(*column);
+    for (C column : standardOrder) take(column);
+    return columns;
+}
+
 } // namespace FileEntryColumns

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <QSet>
 #include <QString>
+#include <QStringList>
 
 #include <array>
 #include <optional>
+#include <vector>
 
 // Column ids, stored as their names in view states and sessions.
 enum class FileEntrySortColumn { name, size, modified, created, lastOpened, added, kind, version, contents };
@@ -29,5 +32,10 @@ inline constexpr std::array<FileEntryColumn, 8> allColumns {
     FileEntryColumn::modified, FileEntryColumn::created, FileEntryColumn::lastOpened, FileEntryColumn::added,
     FileEntryColumn::size, FileEntryColumn::contents, FileEntryColumn::kind, FileEntryColumn::version,
 };
+
+// The list's columns, left to right: the name, then the visible ones in the
+// stored order, then visible ones the order doesn't name, in the standard order
+// (name, contents, size, modified, created, last opened, added, kind, version).
+std::vector<FileEntrySortColumn> shown(const QSet<FileEntryColumn>& visible, const QStringList& order);
 
 } // namespace FileEntryColumns

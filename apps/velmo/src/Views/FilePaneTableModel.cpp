@@ -1,9 +1,8 @@
 #include "Views/FilePaneTableModel.h"
 
-#include "Models/FilePaneSizeDisplay.h"
+#include "Models/FilePaneCellText.h"
 #include "PathKit/FilePaths.h"
 #include "State/FilePaneStore.h"
-#include "Support/VelmoFormatters.h"
 
 #include <QApplication>
 #include <QStyle>
@@ -41,17 +40,7 @@ const std::vector<FilePaneTableModel::ColumnInfo>& FilePaneTableModel::allColumn
 
 void FilePaneTableModel::updateColumns()
 {
-    columns_ = {FileEntrySortColumn::name};
-    QSet<FileEntrySortColumn> visible;
-    for (FileEntryColumn column : store_->visibleColumns()) visible.insert(FileEntryColumns::sortColumn(column));
-    // A stored order goes first; columns it doesn't name follow in the standard order.
-    for (const QString& id : store_->columnOrder())
-        if (auto column = FileEntryColumns::sortColumn(id); column && visible.contains(*column)
-            && std::find(columns_.begin(), columns_.end(), *column) == columns_.end())
-            columns_.push_back(*column);
-    for (const ColumnInfo& info : allColumns())
-        if (visible.contains(info.column) && std::find(columns_.begin(), columns_.end(), info.column) == columns_.end())
-            columns_.push_back(info.column);
+    columns_ = FileEntryColumns::shown(store_->visibleColumns(), store_->columnOrder());
 }
 
 int FilePaneTableModel::rowCount(const QModelIndex& parent) const
@@ -94,7 +83,7 @@ QVariant FilePaneTableModel::data(const QModelIndex& index, int role) const
     const FileEntry& entry = *r->entry;
     switch (role) {
     case Qt::DisplayRole:
-        return display(entry, index.column());
+        return FilePaneCellText::text(entry, columns_[index.column()]);
     case Qt::DecorationRole:
         return index.column() == 0 ? QVariant(icon(entry)) : QVariant();
     case Qt::ToolTipRole:
@@ -112,22 +101,6 @@ QVariant FilePaneTableModel::data(const QModelIndex& index, int role) const
     default:
         return {};
     }
-}
-
-QVariant FilePaneTableModel::display(const FileEntry& entry, int column) const
-{
-    switch (columns_[column]) {
-    case FileEntrySortColumn::name: return FilePaths::displayName(entry.name);
-    case FileEntrySortColumn::size: return FilePaneSizeDisplay::value(entry);
-    case FileEntrySortColumn::modified: return VelmoFormatters::date(entry.modificationDate);
-    case FileEntrySortColumn::created: return VelmoFormatters::date(entry.creationDate);
-    case FileEntrySortColumn::lastOpened: return VelmoFormatters::date(entry.contentAccessDate);
-    case FileEntrySortColumn::added: return VelmoFormatters::date(entry.addedDate);
-    case FileEntrySortColumn::kind: return entry.localizedKind.value_or(QStringLiteral("--"));
-    case FileEntrySortColumn::version: return entry.version.value_or(QStringLiteral("--"));
-    case FileEntrySortColumn::contents: return QStringLiteral("--");
-    }
-    return {};
 }
 
 QIcon FilePaneTableModel::icon(const FileEntry& entry) const

@@ -30,8 +30,7 @@ public:
     FileEntrySortColumn sortColumnOfSection(int section) const;
     int sectionOfSortColumn(FileEntrySortColumn column) const;
 
-    // The list's columns: the name, then the visible ones in the pane's order
-    // (or the standard order), each with its title and widths.
+    // Every column's title, menu title and widths, in the standard order.
     struct ColumnInfo {
         FileEntrySortColumn column;
         const char* title;
@@ -40,6 +39,7 @@ public:
         int width;
     };
     static const std::vector<ColumnInfo>& allColumns();
+    // The columns on show (FileEntryColumns::shown).
     const std::vector<FileEntrySortColumn>& columns() const { return columns_; }
 
     // Counts of what the last update did, for tests and the state dump.
@@ -54,7 +54,6 @@ public:
 
 private:
     void applyRows();
-    QVariant display(const FileEntry& entry, int column) const;
     QIcon icon(const FileEntry& entry) const;
     void rebuildIndex();
     void updateColumns();

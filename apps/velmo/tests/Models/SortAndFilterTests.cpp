@@ -1,6 +1,6 @@
 #include "Models/FileEntrySort.h"
 #include "Models/FileNameFilter.h"
-#include "Models/FilePaneSizeDisplay.h"
+#include "Models/FilePaneCellText.h"
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -131,9 +131,13 @@ TEST(FileEntry, DropDestinationsFollowLinksButNeverIntoPackages)
     package.isPackage = true;
     EXPECT_FALSE(package.dropDestinationDirectoryURL());
     EXPECT_EQ(makeFileEntry("/f", "d", true).dropDestinationDirectoryURL(), QString("/f/d"));
-    EXPECT_EQ(FilePaneSizeDisplay::value(makeFileEntry("/f", "d", true)), "--");
-    EXPECT_EQ(FilePaneSizeDisplay::value(makeFileEntry("/f", "e", false, 0)), "0 KB");
-    EXPECT_EQ(FilePaneSizeDisplay::value(makeFileEntry("/f", "e", false, 1500)), "2 KB");
+}
+
+TEST(FilePaneCellText, SizesShowOnlyWhatIsKnown)
+{
+    EXPECT_EQ(FilePaneCellText::size(makeFileEntry("/f", "d", true)), "--");
+    EXPECT_EQ(FilePaneCellText::size(makeFileEntry("/f", "e", false, 0)), "0 KB");
+    EXPECT_EQ(FilePaneCellText::size(makeFileEntry("/f", "e", false, 1500)), "2 KB");
 }
 
 #include "Models/FilePaneNameDateStyler.h"
