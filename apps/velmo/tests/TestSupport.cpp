@@ -4,9 +4,22 @@
 
 #include <QFile>
 
+#include <cstdio>
+#include <ftw.h>
 #include <unistd.h>
 
 TemporaryFolder::TemporaryFolder() : dir_(QDir::tempPath() + QStringLiteral("/velmo-test-XXXXXX")) { }
+
+TemporaryFolder::~TemporaryFolder()
+{
+    // QDir can't name what isn't UTF-8, so the removal goes by bytes; children first.
+    ::nftw(FilePaths::toNative(path()).constData(),
+           [](const char* item, const struct stat*, int, FTW*) {
+               std::remove(item);
+               return 0;
+           }, 16,
+           FTW_DEPTH | FTW_PHYS);
+}
 
 QString TemporaryFolder::path() const
 {

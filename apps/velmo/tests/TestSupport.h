@@ -15,10 +15,14 @@
 #include <functional>
 #include <map>
 
-// A fresh folder for one test, removed afterwards, with helpers to fill it.
+// A fresh folder for one test, removed afterwards (whatever bytes its names
+// hold), with helpers to fill it.
 class TemporaryFolder {
 public:
     TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     QString path() const;
     QString file(const QString& relative, const QByteArray& contents = "x") const;
     QString folder(const QString& relative) const;
