@@ -38,41 +38,42 @@ FileEntrySort::Options by(FileEntrySortColumn column, bool ascending, bool smart
 
 } // namespace
 
-TEST(FileEntrySort, NamesSortNaturallyWithFoldersFirst)
+struct SortCase {
+    FileEntrySortColumn column;
+    bool ascending;
+    bool smart;
+    QStringList expected;
+};
+
+class SampleSort : public ::testing::TestWithParam<SortCase> { };
+
+TEST_P(SampleSort, Orders)
 {
-    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::name, true))),
-              QStringList({"alpha", "Beta", "file2.txt", "file10.txt", "zeta.txt"}));
-    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::name, false))),
-              QStringList({"Beta", "alpha", "zeta.txt", "file10.txt", "file2.txt"}));
-    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::name, true, false))),
-              QStringList({"alpha", "Beta", "file2.txt", "file10.txt", "zeta.txt"}));
+    const SortCase& c = GetParam();
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(c.column, c.ascending, c.smart))), c.expected);
 }
 
-TEST(FileEntrySort, DatesKeepFoldersOnTopAndAbsentDatesLast)
-{
-    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::modified, true))),
-              QStringList({"Beta", "alpha", "file2.txt", "file10.txt", "zeta.txt"}));
-    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::modified, false))),
-              QStringList({"alpha", "Beta", "file10.txt", "file2.txt", "zeta.txt"}));
-}
+using C = FileEntrySortColumn;
+INSTANTIATE_TEST_SUITE_P(
+    FileEntrySort, SampleSort,
+    ::testing::Values(
+        // Names: natural and case-insensitive; folders first only under smart sorting.
+        SortCase {C::name, true, true, {"alpha", "Beta", "file2.txt", "file10.txt", "zeta.txt"}},
+        SortCase {C::name, false, true, {"Beta", "alpha", "zeta.txt", "file10.txt", "file2.txt"}},
+        SortCase {C::name, false, false, {"zeta.txt", "file10.txt", "file2.txt", "Beta", "alpha"}},
+        // Dates keep folders on top; an absent date is last in both directions.
+        SortCase {C::modified, true, true, {"Beta", "alpha", "file2.txt", "file10.txt", "zeta.txt"}},
+        SortCase {C::modified, false, true, {"alpha", "Beta", "file10.txt", "file2.txt", "zeta.txt"}},
+        // Sizes mix folders (no size: last); equal sizes stay in ascending name order.
+        SortCase {C::size, true, true, {"zeta.txt", "file2.txt", "file10.txt", "alpha", "Beta"}},
+        SortCase {C::size, false, true, {"file2.txt", "file10.txt", "zeta.txt", "alpha", "Beta"}},
+        // Contents without counts fall back to names.
+        SortCase {C::contents, false, true, {"alpha", "Beta", "file2.txt", "file10.txt", "zeta.txt"}}));
 
-TEST(FileEntrySort, SizesMixFoldersAndBreakTiesByAscendingName)
+TEST(FileEntrySort, FolderSizesComeFromTheProvider)
 {
-    // Folders have no size: last in both directions; equal sizes stay in name order.
-    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::size, true))),
-              QStringList({"zeta.txt", "file2.txt", "file10.txt", "alpha", "Beta"}));
-    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::size, false))),
-              QStringList({"file2.txt", "file10.txt", "zeta.txt", "alpha", "Beta"}));
-    auto provider = [](const FileEntry& e) -> std::optional<qint64> {
-        return e.isDirectory ? std::optional<qint64>(1000) : e.byteSize;
-    };
-    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::size, false), provider)),
-              QStringList({"alpha", "Beta", "file2.txt", "file10.txt", "zeta.txt"}));
-}
-
-TEST(FileEntrySort, ContentsWithoutCountsFallsBackToNames)
-{
-    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(FileEntrySortColumn::contents, false))),
+    auto provider = [](const FileEntry& e) { return e.isDirectory ? std::optional<qint64>(1000) : e.byteSize; };
+    EXPECT_EQ(names(FileEntrySort::sorted(sample(), by(C::size, false), provider)),
               QStringList({"alpha", "Beta", "file2.txt", "file10.txt", "zeta.txt"}));
 }
 

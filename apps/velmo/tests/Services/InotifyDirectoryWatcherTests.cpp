@@ -50,17 +50,6 @@ TEST(InotifyDirectoryWatcher, TokensShareAWatchAndTheLastOneEndsIt)
     EXPECT_FALSE(watcher.watch(tmp.file("plain-file"), [] {}));
 }
 
-TEST(InotifyDirectoryWatcher, ReportsTheFolderGoing)
-{
-    TemporaryFolder tmp;
-    const QString folder = tmp.folder("doomed");
-    InotifyDirectoryWatcher watcher;
-    std::atomic<int> changes = 0;
-    auto token = watcher.watch(folder, [&] { ++changes; });
-    QDir(folder).removeRecursively();
-    EXPECT_TRUE(waitUntil([&] { return changes > 0; }));
-}
-
 TEST(InotifyDirectoryWatcher, AnOverflowedQueueWakesEveryWatch)
 {
     // Past its queue limit the kernel drops events and says only that it did;

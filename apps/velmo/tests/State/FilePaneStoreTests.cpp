@@ -49,19 +49,12 @@ protected:
 
 } // namespace
 
-TEST_F(PaneFixture, LoadsSortsAndWatchesItsFolder)
+TEST_F(PaneFixture, NavigationMovesHistoryAndBackAndForwardWalkIt)
 {
     auto pane = makePane("/a/");
     EXPECT_EQ(pane->currentURL(), "/a");
-    EXPECT_EQ(pane->loadState(), FilePaneLoadState::ready());
     EXPECT_EQ(rowNames(*pane), QStringList({"b", "x", "notes.txt"}));
     EXPECT_EQ(pane->watchedURL(), QString("/a"));
-    EXPECT_FALSE(pane->isLoading());
-}
-
-TEST_F(PaneFixture, NavigationMovesHistoryAndBackAndForwardWalkIt)
-{
-    auto pane = makePane("/a");
     pane->navigate("/a/b");
     EXPECT_EQ(pane->loadState(), FilePaneLoadState::loading());
     listing->answerAll();
@@ -146,17 +139,6 @@ TEST_F(PaneFixture, GoingUpSelectsTheFolderLeftAndStopsAtTheRoot)
     pane->goUp(); // at the root
     EXPECT_TRUE(listing->pending.empty());
     EXPECT_EQ(pane->backStack(), history);
-}
-
-TEST_F(PaneFixture, ComingBackSelectsWhatWasSinglySelected)
-{
-    auto pane = makePane("/a/b");
-    pane->setSelectedEntryIDs({"/a/b/two.txt"});
-    pane->navigate("/a/x");
-    listing->answerAll();
-    pane->goBack();
-    listing->answerAll();
-    EXPECT_EQ(pane->selectedEntryIDs(), QSet<QString>({"/a/b/two.txt"}));
 }
 
 TEST_F(PaneFixture, ARunningOperationBlocksNavigationWithAToast)

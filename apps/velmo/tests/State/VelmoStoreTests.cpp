@@ -87,8 +87,6 @@ TEST_F(AppFixture, MovingTabsClampsTheIndexAndKeepsTheActiveTab)
     EXPECT_EQ(ids(*store), QList<QUuid>({c, a, b}));
     store->moveTab(c, 99);
     EXPECT_EQ(ids(*store), QList<QUuid>({a, b, c}));
-    store->moveTab(QUuid::createUuid(), 0);
-    EXPECT_EQ(ids(*store), QList<QUuid>({a, b, c}));
     EXPECT_EQ(store->activeTabID(), c);
 }
 
@@ -141,20 +139,13 @@ TEST_F(AppFixture, HiddenFilesReloadOnlyPanesThatDiffer)
             EXPECT_TRUE(pane->showHiddenFiles());
 }
 
-TEST_F(AppFixture, ActivatingPanesAndLayoutSettings)
+TEST_F(AppFixture, ActivatingAndExpandingPanes)
 {
     defaults->setValue("velmo.layout.sidebarWidth", 999);
     auto store = makeStore();
-    EXPECT_EQ(store->sidebarWidth(), 360);
+    EXPECT_EQ(store->sidebarWidth(), 360); // a stored value out of range is clamped
     store->activate(PaneID::right);
     EXPECT_EQ(store->activePaneID(), PaneID::right);
-    store->updateSidebarWidth(200.2, false);
-    EXPECT_DOUBLE_EQ(store->sidebarWidth(), 200.2);
-    store->updateSidebarWidth(-1, true);
-    EXPECT_DOUBLE_EQ(store->sidebarWidth(), 200.2);
-    store->updateSidebarWidth(100, true);
-    EXPECT_EQ(defaults->doubleValue("velmo.layout.sidebarWidth", 0), 160);
-
     auto* panes = store->activeTab()->browserPanes();
     panes->toggleExpansion(PaneID::left);
     EXPECT_EQ(panes->activePaneID(), PaneID::left);
