@@ -7,6 +7,8 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 
+#include <algorithm>
+#include <array>
 #include <vector>
 
 namespace {
@@ -46,12 +48,10 @@ public:
 
     bool mayMatch(const QString& name) const
     {
-        if (auto it = prefixes_.constFind(name.front().toCaseFolded()); it != prefixes_.constEnd())
-            for (const QString& prefix : *it)
-                if (name.startsWith(prefix, Qt::CaseInsensitive)) return true;
-        if (auto it = suffixes_.constFind(name.back().toCaseFolded()); it != suffixes_.constEnd())
-            for (const QString& suffix : *it)
-                if (name.endsWith(suffix, Qt::CaseInsensitive)) return true;
+        if (prefixes_.any(name.front(), [&](const QString& prefix) { return name.startsWith(prefix, Qt::CaseInsensitive); }))
+            return true;
+        if (suffixes_.any(name.back(), [&](const QString& suffix) { return name.endsWith(suffix, Qt::CaseInsensitive); }))
+            return true;
         for (const QRegularExpression& other : others_)
             if (other.match(name).hasMatch()) return true;
         return false;
@@ -69,14 +69,14 @@ private:
         if (first != 0) {
             // "Makefile", "README*", "makefile.*": a literal start.
             const QString prefix = first < 0 ? pattern : pattern.left(first);
-            prefixes_[prefix.front().toCaseFolded()].push_back(prefix);
+            prefixes_.add(prefix.front(), prefix);
             return;
         }
         const qsizetype last = pattern.lastIndexOf(wildcardEnd);
         if (last + 1 < pattern.size()) {
             // "*~", "[0-9][0-9][0-9].vdr": a literal end.
             const QString suffix = pattern.mid(last + 1);
-            suffixes_[suffix.back().toCaseFolded()].push_back(suffix);
+            suffixes_.add(suffix.back(), suffix);
             return;
         }
         // Names hold no '/', so the path form of the conversion is the plain one.
@@ -84,8 +84,35 @@ private:
                              QRegularExpression::CaseInsensitiveOption);
     }
 
-    QHash<QChar, std::vector<QString>> prefixes_;
-    QHash<QChar, std::vector<QString>> suffixes_;
+    // Literal texts by the (case-folded) character a name must start or end
+    // with; every name costs one array index per side.
+    class ByCharacter {
+    public:
+        void add(QChar key, const QString& text)
+        {
+            const char16_t folded = key.toCaseFolded().unicode();
+            (folded < 128 ? ascii_[folded] : other_).push_back(text);
+            all_.push_back(text);
+        }
+
+        template <typename Test>
+        bool any(QChar key, const Test& test) const
+        {
+            const char16_t folded = key.toCaseFolded().unicode();
+            // Past ASCII, folding is too rich to bucket safely: test them all.
+            const auto& candidates = folded < 128 ? ascii_[folded] : all_;
+            return std::any_of(candidates.begin(), candidates.end(), test)
+                || (folded < 128 && std::any_of(other_.begin(), other_.end(), test));
+        }
+
+    private:
+        std::array<std::vector<QString>, 128> ascii_;
+        std::vector<QString> other_;
+        std::vector<QString> all_;
+    };
+
+    ByCharacter prefixes_;
+    ByCharacter suffixes_;
     std::vector<QRegularExpression> others_;
 };
 
