@@ -62,43 +62,26 @@ TEST(PropertyListReader, ReadsXmlDictionaries)
     EXPECT_FALSE(PropertyListReader::parse("<plist><dict><key>a</key></dict></plist>"));
 }
 
-// A binary list of {"CFBundleVersion": "7", "N": 300}, laid out by hand.
-QByteArray handMadeBinaryPlist()
-{
-    QByteArray bytes("bplist00");
-    QList<int> offsets;
-    offsets << bytes.size();
-    bytes.append(char(0xD2)).append(char(1)).append(char(2)).append(char(3)).append(char(4)); // dict: keys 1,2 values 3,4
-    offsets << bytes.size();
-    bytes.append(char(0x5F)).append(char(0x10)).append(char(15)).append("CFBundleVersion"); // ascii, long length
-    offsets << bytes.size();
-    bytes.append(char(0x51)).append("N");
-    offsets << bytes.size();
-    bytes.append(char(0x51)).append("7");
-    offsets << bytes.size();
-    bytes.append(char(0x11)).append(char(0x01)).append(char(0x2C)); // 2-byte int 300
-    const int tableOffset = bytes.size();
-    for (int offset : offsets) bytes.append(char(offset));
-    QByteArray trailer(32, 0);
-    trailer[6] = 1; // offset size
-    trailer[7] = 1; // ref size
-    trailer[15] = char(offsets.size());
-    trailer[23] = 0; // top object
-    trailer[31] = char(tableOffset);
-    return bytes + trailer;
-}
-
 TEST(PropertyListReader, ReadsBinaryListsAndRejectsDamagedOnes)
 {
-    auto value = PropertyListReader::parse(handMadeBinaryPlist());
+    // {"CFBundleVersion": "7", "N": 300}, laid out by hand.
+    const QByteArray objects("bplist00"
+                             "\xD2\x01\x02\x03\x04"             // dictionary: keys 1, 2; values 3, 4
+                             "\x5F\x10\x0F" "CFBundleVersion"  // ASCII string, length given apart
+                             "\x51N" "\x51" "7"                 // "N", "7"
+                             "\x11\x01\x2C"                     // 2-byte integer 300
+                             "\x08\x0D\x1F\x21\x23",            // where each object starts
+                             43);
+    // Trailer: offset and reference sizes 1, five objects, the top one 0, table at 38.
+    const QByteArray plist = objects + QByteArray(6, 0) + "\x01\x01" + QByteArray(7, 0) + "\x05"
+        + QByteArray(15, 0) + "\x26";
+    auto value = PropertyListReader::parse(plist);
     ASSERT_TRUE(value);
     EXPECT_EQ(value->toMap()["CFBundleVersion"].toString(), "7");
     EXPECT_EQ(value->toMap()["N"].toLongLong(), 300);
 
-    QByteArray truncated = handMadeBinaryPlist();
-    truncated.chop(40);
-    EXPECT_FALSE(PropertyListReader::parse(truncated));
-    QByteArray selfReferencing = handMadeBinaryPlist();
+    EXPECT_FALSE(PropertyListReader::parse(plist.chopped(40)));
+    QByteArray selfReferencing = plist;
     selfReferencing[9] = 0; // the dictionary's first key points at the dictionary
     EXPECT_FALSE(PropertyListReader::parse(selfReferencing));
 }
@@ -161,13 +144,13 @@ TEST(SerialExecutor, RunsOneCallAtATimeAndGoesAwayWithoutWaitingForIt)
 {
     auto executor = std::make_unique<SerialExecutor>();
     std::atomic<int> running = 0, mostAtOnce = 0, done = 0;
-    for (int i = 0; i < 3; ++i)
-        executor->start([&] {
-            mostAtOnce = std::max(mostAtOnce.load(), ++running);
-            QThread::yieldCurrentThread();
-            --running;
-            ++done;
-        });
+    auto call = [&] {
+        mostAtOnce = std::max(mostAtOnce.load(), ++running);
+        QThread::yieldCurrentThread();
+        --running;
+        ++done;
+    };
+    for (int i = 0; i < 3; ++i) executor->start(call);
     ASSERT_TRUE(waitUntil([&] { return done == 3; }));
     EXPECT_EQ(mostAtOnce, 1);
 
