@@ -126,15 +126,19 @@ QString kindFromDatabase(const QString& name)
 QString FileKindResolver::kindForFileName(const QString& name)
 {
     if (name.isEmpty()) return kindFromDatabase(name);
-    // The suffix starts at the first dot after the first character. A name with
-    // none, or one starting with a dot, is its own key ('/' never occurs in a
-    // name, so such keys can't meet a suffix).
-    const qsizetype dot = name.startsWith(u'.') ? -1 : name.indexOf(u'.', 1);
-    if (dot > 0) {
-        static const WholeNameGlobs wholeNameGlobs;
-        if (wholeNameGlobs.mayMatch(name)) return kindFromDatabase(name);
-    }
-    const QString key = dot > 0 ? name.mid(dot) : u'/' + name;
+    // A name starting with a dot is its own key ('/' never occurs in a name, so
+    // such keys can't meet the others).
+    if (name.startsWith(u'.')) return cached(u'/' + name, name);
+    static const WholeNameGlobs wholeNameGlobs;
+    if (wholeNameGlobs.mayMatch(name)) return kindFromDatabase(name);
+    // Now only the "*.…" globs can match, and only from the first dot on: that
+    // suffix decides. A name without a dot matches no glob at all ("/").
+    const qsizetype dot = name.indexOf(u'.', 1);
+    return cached(dot > 0 ? name.mid(dot) : QStringLiteral("/"), name);
+}
+
+QString FileKindResolver::cached(const QString& key, const QString& name)
+{
     auto it = cache_.constFind(key);
     if (it != cache_.constEnd()) return *it;
     const QString kind = kindFromDatabase(name);

@@ -171,9 +171,10 @@ TEST(DirectoryListingService, KindsAreThoseOfEachWholeNameOnBothThreads)
     // ("CMakeLists.txt", "README.md"): neither may lend its kind to the others.
     TemporaryFolder tmp;
     const QStringList special {"CMakeLists.txt", "README.md", "notes.md", "Makefile", "Makefile.am", "x.am",
-                               "draft.txt~", "001.vdr", ".config.json", "libz.so.1", "archive.tar.gz", "noextension"};
+                               "draft.txt~", "001.vdr", ".config.json", "libz.so.1", "archive.tar.gz", "noextension",
+                               "core",          "1a2b3c4d"};
     for (const QString& name : special) tmp.file(name);
-    const int count = DirectoryListingService::kParallelThreshold * 2 + 7;
+    const int count = DirectoryListingService::kParallelThreshold + 7;
     for (int i = int(special.size()); i < count; ++i) writeNative(tmp.path(), "item-" + QByteArray::number(i) + ".txt");
 
     auto result = DirectoryListingService().listNow(tmp.path(), true);
@@ -252,7 +253,7 @@ TEST(DirectoryListingService, GoesAwayAtOnceWhileAListingRuns)
     // mount) must not wait for it, nor pull the bundle caches from under it.
     TemporaryFolder tmp;
     tmp.file("Tool.app/Contents/Info.plist", "<plist><dict><key>CFBundleVersion</key><string>2</string></dict></plist>");
-    for (int i = 0; i < 20000; ++i) writeNative(tmp.path(), "item-" + QByteArray::number(i));
+    for (int i = 0; i < 3000; ++i) writeNative(tmp.path(), "item-" + QByteArray::number(i));
     auto service = std::make_unique<DirectoryListingService>();
     ASSERT_TRUE(service->listNow(tmp.path(), false)); // the caches now hold something
 
