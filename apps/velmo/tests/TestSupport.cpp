@@ -6,14 +6,24 @@
 
 #include <cstdio>
 #include <ftw.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-TemporaryFolder::TemporaryFolder() : dir_(QDir::tempPath() + QStringLiteral("/velmo-test-XXXXXX")) { }
+TemporaryFolder::TemporaryFolder() : TemporaryFolder(QDir::tempPath()) { }
+
+TemporaryFolder::TemporaryFolder(const QString& base) : dir_(base + QStringLiteral("/velmo-test-XXXXXX")) { }
 
 TemporaryFolder::~TemporaryFolder()
 {
+    const QByteArray root = FilePaths::toNative(path());
+    // Read-only folders would keep their content from an unprivileged user.
+    ::nftw(root.constData(),
+           [](const char* item, const struct stat* status, int, FTW*) {
+               if (S_ISDIR(status->st_mode)) ::chmod(item, 0700);
+               return 0;
+           }, 16, FTW_PHYS);
     // QDir can't name what isn't UTF-8, so the removal goes by bytes; children first.
-    ::nftw(FilePaths::toNative(path()).constData(),
+    ::nftw(root.constData(),
            [](const char* item, const struct stat*, int, FTW*) {
                std::remove(item);
                return 0;

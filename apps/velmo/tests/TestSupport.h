@@ -15,15 +15,18 @@
 #include <functional>
 #include <map>
 
-// A fresh folder for one test, removed afterwards (whatever bytes its names
-// hold), with helpers to fill it.
+// A fresh folder for one test (under TMPDIR, or `base`), removed afterwards
+// whatever bytes its names hold and whatever modes its folders have, with
+// helpers to fill it.
 class TemporaryFolder {
 public:
     TemporaryFolder();
+    explicit TemporaryFolder(const QString& base);
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     QString path() const;
+    QString operator/(const QString& relative) const { return path() + u'/' + relative; }
     QString file(const QString& relative, const QByteArray& contents = "x") const;
     QString folder(const QString& relative) const;
     QString link(const QString& relative, const QString& target) const;

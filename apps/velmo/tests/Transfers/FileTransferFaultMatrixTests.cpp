@@ -67,7 +67,7 @@ class FaultMatrix : public ::testing::TestWithParam<Scenario> {
 protected:
     // The sources: a tree with every awkward case, and a file whose name is taken.
     struct Run {
-        ScratchFolder scratch{TestTree::memoryScratchBase()};
+        TemporaryFolder scratch{TestTree::memoryScratchBase()};
         std::shared_ptr<FaultInjectingFileSystemCalls> calls = std::make_shared<FaultInjectingFileSystemCalls>();
         std::stop_source stop;
         QString source = scratch / "src";

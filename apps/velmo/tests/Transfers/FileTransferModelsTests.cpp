@@ -56,7 +56,7 @@ TEST(FileDestinationNamer, NumbersBeforeTheLastExtensionOnly)
 
 TEST(FileDestinationNamer, SkipsTakenNumbersAndNeverTriesThePlainName)
 {
-    ScratchFolder scratch;
+    TemporaryFolder scratch;
     // The plain name is free, yet the namer starts at 2: the caller found it taken.
     EXPECT_EQ(FileDestinationNamer::numberedDestinationURL(scratch.path(), "a.txt"), scratch / "a 2.txt");
     TestTree::writeFile(scratch / "a 2.txt", "x");

@@ -33,7 +33,7 @@ TEST(FileTransferSafety, FoldsCaseOnlyWhenTheVolumeDoes)
 
 TEST(FileTransferSafety, SeesThroughLinksInThePathAndReadsNotYetMadeFolders)
 {
-    ScratchFolder scratch;
+    TemporaryFolder scratch;
     TestTree::makeFolder(scratch / "real");
     TestTree::makeLink(FilePaths::toNative(scratch / "real"), scratch / "alias");
     EXPECT_TRUE(FileTransferSafety::isSameOrDescendant(scratch / "real", scratch / "alias/inner/deeper", true));
@@ -45,7 +45,7 @@ TEST(FileTransferSafety, SeesThroughLinksInThePathAndReadsNotYetMadeFolders)
 
 class FileTransferPlannerTest : public ::testing::Test {
 protected:
-    ScratchFolder scratch;
+    TemporaryFolder scratch;
     FaultInjectingFileSystemCalls calls;
     FileTransferPlanner planner{calls};
     QString destination = scratch / "dest";

@@ -15,7 +15,7 @@ class TransferServiceTest : public ::testing::Test {
 protected:
     using Call = FaultInjectingFileSystemCalls::Call;
 
-    ScratchFolder scratch;
+    TemporaryFolder scratch;
     std::shared_ptr<FaultInjectingFileSystemCalls> calls = std::make_shared<FaultInjectingFileSystemCalls>();
     PosixFileTransferService service{calls};
     QString source = scratch / "src";

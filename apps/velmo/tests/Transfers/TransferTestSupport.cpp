@@ -92,34 +92,11 @@ QByteArray pattern(qint64 size, unsigned seed)
 
 } // namespace
 
-ScratchFolder::ScratchFolder()
-    : ScratchFolder(std::getenv("TMPDIR") && *std::getenv("TMPDIR") ? QByteArray(std::getenv("TMPDIR")) : "/tmp")
-{
-}
-
-ScratchFolder::ScratchFolder(const QByteArray& base)
-{
-    QByteArray templ = base + "/velmo-transfers-XXXXXX";
-    if (!::mkdtemp(templ.data())) ADD_FAILURE() << "mkdtemp failed";
-    root = FilePaths::standardized(FilePaths::fromNative(templ));
-}
-
-ScratchFolder::~ScratchFolder()
-{
-    // Read-only folders would keep their content from an unprivileged user.
-    std::error_code error;
-    for (const auto& item : std::filesystem::recursive_directory_iterator(native(root).toStdString(), error))
-        if (item.is_directory(error) && !item.is_symlink(error)) ::chmod(item.path().c_str(), 0700);
-    std::filesystem::remove_all(native(root).toStdString(), error);
-}
-
 namespace TestTree {
 
-QByteArray memoryScratchBase()
+QString memoryScratchBase()
 {
-    if (::access("/dev/shm", W_OK) == 0) return "/dev/shm";
-    const char* base = std::getenv("TMPDIR");
-    return base && *base ? QByteArray(base) : QByteArray("/tmp");
+    return ::access("/dev/shm", W_OK) == 0 ? QStringLiteral("/dev/shm") : QDir::tempPath();
 }
 
 void makeFolder(const QString& path, mode_t mode)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TestSupport.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
@@ -10,35 +12,11 @@
 
 #include <sys/types.h>
 
-// Readable failure messages for paths and records.
-inline void PrintTo(const QString& text, std::ostream* out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
-
-// Real trees in a fresh temporary folder, built and compared through raw system
-// calls on native bytes, so that names with invalid UTF-8 survive.
-class ScratchFolder {
-public:
-    ScratchFolder();
-    // Under `base` instead of TMPDIR (or /tmp).
-    explicit ScratchFolder(const QByteArray& base);
-    ~ScratchFolder();
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-    const QString& path() const { return root; }
-    QString operator/(const QString& relative) const { return root + u'/' + relative; }
-
-private:
-    QString root;
-};
-
 namespace TestTree {
 
 // A memory file system for tests that make and delete many small trees, else
 // TMPDIR: disks slow down creating files right after deleting many.
-QByteArray memoryScratchBase();
+QString memoryScratchBase();
 
 void makeFolder(const QString& path, mode_t mode = 0755);
 // Files get a fixed modification time in 2020.
