@@ -3,6 +3,8 @@
 #include "PathKit/FilePaths.h"
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -12,7 +14,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
-class InotifyDirectoryWatcher::Core {
+class InotifyDirectoryWatcher::Core : public std::enable_shared_from_this<Core> {
 public:
     Core()
     {
@@ -32,33 +34,76 @@ public:
         if (wakeFd_ >= 0) ::close(wakeFd_);
     }
 
-    // Returns the watch's id for `remove`, or -1 if the folder can't be watched.
-    std::pair<int, quint64> add(const QString& path, std::function<void()> onChange)
+    // Starts a watch and answers its id for `remove`, or 0 if the folder can't
+    // be watched. Adding a watch resolves the path, which can hang on a dead
+    // network mount: it runs on a thread of its own, and the caller waits for
+    // it only `patience` long. A watch still being added then counts as
+    // watching, and is dropped if it fails or is removed first.
+    quint64 add(const QString& path, std::function<void()> onChange, std::chrono::milliseconds patience)
     {
-        if (!reader_.joinable()) return {-1, 0};
-        constexpr uint32_t mask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB | IN_MODIFY
-            | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_ONLYDIR;
-        std::lock_guard lock(mutex_);
-        const int wd = inotify_add_watch(inotifyFd_, FilePaths::toNative(path).constData(), mask);
-        if (wd < 0) return {-1, 0};
-        const quint64 id = ++nextId_;
-        callbacks_[wd][id] = std::move(onChange);
-        return {wd, id};
+        if (!reader_.joinable()) return 0;
+        auto adding = std::make_shared<Adding>();
+        {
+            std::lock_guard lock(mutex_);
+            adding->id = ++nextId_;
+            adding_[adding->id] = adding;
+        }
+        std::thread([core = shared_from_this(), adding, native = FilePaths::toNative(path),
+                     onChange = std::move(onChange)]() mutable {
+            const int wd = inotify_add_watch(core->inotifyFd_, native.constData(), kMask);
+            core->finishAdding(*adding, wd, std::move(onChange));
+        }).detach();
+        std::unique_lock lock(mutex_);
+        addedOrTimedOut_.wait_for(lock, patience, [&] { return adding->isFinished; });
+        if (adding->isFinished && adding->wd < 0) return 0;
+        return adding->id;
     }
 
-    void remove(int wd, quint64 id)
+    void remove(quint64 id)
     {
         std::lock_guard lock(mutex_);
-        auto it = callbacks_.find(wd);
-        if (it == callbacks_.end()) return;
-        it->second.erase(id);
-        if (it->second.empty()) {
-            callbacks_.erase(it);
-            inotify_rm_watch(inotifyFd_, wd);
+        if (auto pending = adding_.find(id); pending != adding_.end()) {
+            pending->second->isRemoved = true;
+            return;
+        }
+        for (auto it = callbacks_.begin(); it != callbacks_.end(); ++it) {
+            if (!it->second.erase(id)) continue;
+            if (it->second.empty()) {
+                inotify_rm_watch(inotifyFd_, it->first);
+                callbacks_.erase(it);
+            }
+            return;
         }
     }
 
 private:
+    static constexpr uint32_t kMask = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ATTRIB | IN_MODIFY
+        | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_ONLYDIR;
+
+    struct Adding {
+        quint64 id = 0;
+        int wd = -1;
+        bool isFinished = false;
+        bool isRemoved = false; // removed before the watch was in place
+    };
+
+    void finishAdding(Adding& adding, int wd, std::function<void()> onChange)
+    {
+        {
+            std::lock_guard lock(mutex_);
+            adding.wd = wd;
+            adding.isFinished = true;
+            adding_.erase(adding.id);
+            if (wd >= 0) {
+                if (!adding.isRemoved)
+                    callbacks_[wd][adding.id] = std::move(onChange);
+                else if (!callbacks_.contains(wd))
+                    inotify_rm_watch(inotifyFd_, wd);
+            }
+        }
+        addedOrTimedOut_.notify_all();
+    }
+
     void run()
     {
         alignas(inotify_event) char buffer[64 * 1024];
@@ -105,6 +150,8 @@ private:
     int inotifyFd_ = -1;
     int wakeFd_ = -1;
     std::mutex mutex_;
+    std::condition_variable addedOrTimedOut_;
+    std::map<quint64, std::shared_ptr<Adding>> adding_;
     std::map<int, std::map<quint64, std::function<void()>>> callbacks_;
     quint64 nextId_ = 0;
     std::thread reader_;
@@ -114,8 +161,8 @@ namespace {
 
 class InotifyWatchToken final : public DirectoryWatchToken {
 public:
-    InotifyWatchToken(std::shared_ptr<InotifyDirectoryWatcher::Core> core, int wd, quint64 id)
-        : core_(std::move(core)), wd_(wd), id_(id)
+    InotifyWatchToken(std::shared_ptr<InotifyDirectoryWatcher::Core> core, quint64 id)
+        : core_(std::move(core)), id_(id)
     {
     }
     ~InotifyWatchToken() override { cancel(); }
@@ -123,12 +170,11 @@ public:
     void cancel() override
     {
         if (cancelled_.exchange(true)) return;
-        core_->remove(wd_, id_);
+        core_->remove(id_);
     }
 
 private:
     std::shared_ptr<InotifyDirectoryWatcher::Core> core_;
-    int wd_;
     quint64 id_;
     std::atomic<bool> cancelled_ = false;
 };
@@ -141,7 +187,9 @@ InotifyDirectoryWatcher::~InotifyDirectoryWatcher() = default;
 
 std::shared_ptr<DirectoryWatchToken> InotifyDirectoryWatcher::watch(const QString& url, std::function<void()> onChange)
 {
-    auto [wd, id] = core_->add(FilePaths::standardized(url), std::move(onChange));
-    if (wd < 0) return nullptr;
-    return std::make_shared<InotifyWatchToken>(core_, wd, id);
+    // Long enough for any healthy file system, short enough not to be felt.
+    constexpr std::chrono::milliseconds kPatience {100};
+    const quint64 id = core_->add(FilePaths::standardized(url), std::move(onChange), kPatience);
+    if (id == 0) return nullptr;
+    return std::make_shared<InotifyWatchToken>(core_, id);
 }
