@@ -95,26 +95,6 @@ TEST_F(FileTransferPlannerTest, ListsParentsFirstChildrenByNaturalNameAndNeverFo
     }
 }
 
-TEST_F(FileTransferPlannerTest, NamesNeverCollideWithTheDiskOrEachOther)
-{
-    TestTree::makeFolder(scratch / "src/one");
-    TestTree::makeFolder(scratch / "src/two");
-    TestTree::writeFile(scratch / "src/one/a.txt", "1");
-    TestTree::writeFile(scratch / "src/two/a.txt", "2");
-    TestTree::writeFile(scratch / "src/x", "x");
-    TestTree::writeFile(destination + "/a.txt", "taken");
-    TestTree::writeFile(destination + "/a 2.txt", "taken");
-    // A link to nowhere counts as free: creating there fails exclusively later.
-    TestTree::makeLink("/nowhere", destination + "/x");
-
-    const auto batch = plan({scratch / "src/one/a.txt", scratch / "src/two/a.txt", scratch / "src/x"});
-    ASSERT_TRUE(batch.has_value());
-    ASSERT_EQ(batch->plans.size(), 3u);
-    EXPECT_EQ(batch->plans[0].destinationURL, destination + "/a 3.txt");
-    EXPECT_EQ(batch->plans[1].destinationURL, destination + "/a 4.txt");
-    EXPECT_EQ(batch->plans[2].destinationURL, destination + "/x");
-}
-
 TEST_F(FileTransferPlannerTest, SkippedSpecialFilesReserveNothing)
 {
     TestTree::makeFolder(scratch / "src/one");
@@ -132,32 +112,6 @@ TEST_F(FileTransferPlannerTest, SkippedSpecialFilesReserveNothing)
     ASSERT_TRUE(keeping.has_value());
     ASSERT_EQ(keeping->plans.size(), 2u);
     EXPECT_EQ(keeping->plans[1].destinationURL, destination + "/p 2");
-}
-
-TEST_F(FileTransferPlannerTest, UnreadableItemsAreSkippedOrFailThePlan)
-{
-    TestTree::makeFolder(scratch / "src/tree");
-    TestTree::makeFolder(scratch / "src/tree/locked");
-    TestTree::writeFile(scratch / "src/tree/locked/secret", "s");
-    TestTree::writeFile(scratch / "src/tree/open", "o");
-    TestTree::writeFile(scratch / "src/gone", "g");
-    calls.failPath(Call::listDirectory, "/locked", EACCES);
-    calls.failPath(Call::linkStatus, "/gone", EPERM);
-    const QStringList sources{scratch / "src/tree", scratch / "src/gone"};
-
-    const auto skipping = plan(sources, {.skipPermissionDeniedItems = true});
-    ASSERT_TRUE(skipping.has_value());
-    EXPECT_EQ(skipping->skippedURLs, QStringList({scratch / "src/tree/locked", scratch / "src/gone"}));
-    ASSERT_EQ(skipping->plans.size(), 1u);
-    EXPECT_EQ(skipping->plans[0].entries.size(), 2u); // the folder and "open"
-
-    const auto failing = plan(sources);
-    ASSERT_FALSE(failing.has_value());
-    EXPECT_EQ(failing.error(), FileTransferError(FileTransferSystemError{EACCES, scratch / "src/tree/locked"}));
-
-    // Other errors are never skipped.
-    calls.failPath(Call::listDirectory, "/tree", EIO);
-    EXPECT_FALSE(plan(sources, {.skipPermissionDeniedItems = true}).has_value());
 }
 
 } // namespace
