@@ -1,17 +1,23 @@
 #define _GNU_SOURCE
 #include "CScanKit/sg_scan.h"
+#include "sg_mounts.h"
 #include "sg_scan_internal.h"
 
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
+#include <linux/openat2.h>
 #include <pthread.h>
 #include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 _Static_assert(sizeof(sg_flat_node_t) == 296, "node records are 296 bytes");
@@ -21,27 +27,51 @@ enum {
     DENTS_BUFFER_SIZE = 256 * 1024,
     CANCEL_CHECK_STRIDE = 256, /* entries between cancel checks inside one big directory */
     MAX_THREADS = 64,
-    MAX_OPEN_HANDLES = 256, /* beyond this many kept folders, subfolders are opened by path */
+    MAX_KEPT_HANDLES = 1024,   /* folders kept open for their subfolders, at most */
     HIDDEN_LIST_LIMIT = 1 << 20,
+    MOUNT_TABLE_REREADS = 4,   /* a walk re-reads the mount table this often for mounts made meanwhile */
+    OPEN_RETRIES = 200,        /* out of descriptors: tries, OPEN_RETRY_WAIT_MS apart, before a folder counts unreadable */
+    OPEN_RETRY_WAIT_MS = 5,
+    LONG_NAMES_INITIAL = 4096,
 };
 
-/* What `_scan_mutex` points at: the node lock, and whether the live sizes are already rolled up. */
+/* Only inside a listing: the mount point of a pseudo file system, stored as a folder but never entered. */
+enum { SG_OBJ_SEALED_DIRECTORY = 6 };
+
+#define NO_PENDING INT32_MAX
+#define STATX_WANTED (STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_BLOCKS | STATX_MNT_ID)
+#define DIRECTORY_FLAGS (O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+
+/* What `_scan_mutex` points at. The node array is one reservation of address space that
+   never moves, so workers write their batches outside the lock; `pending` holds the first
+   index of the batch each worker is still writing, and a snapshot copies only below all of them. */
 typedef struct sg_scan_lock {
     pthread_mutex_t mutex;
     int32_t rolled_up;
+    size_t reserved_bytes;
+    int32_t pending[MAX_THREADS];
 } sg_scan_lock_t;
 
+struct sg_mount_check {
+    uint32_t root_major;
+    uint32_t root_minor;
+    pthread_mutex_t mutex;
+    sg_mount_table_t table;
+    int32_t rereads;
+};
+
 /* An open folder kept for its subfolders, so each of them is opened relative to it instead of
-   walking the whole path again. Freed with the last subfolder that used it. */
+   walking a whole path. Freed with the last subfolder that used it. */
 typedef struct sg_dir_handle {
     int fd;
     int32_t references;
 } sg_dir_handle_t;
 
+/* A folder to read: `relative` (whole names) below the kept folder `anchor`; the root has neither. */
 typedef struct sg_work {
-    char* path;
-    sg_dir_handle_t* parent; /* NULL: open by path */
-    int32_t parent_index;    /* index of this folder's own node */
+    sg_dir_handle_t* anchor;
+    char* relative;
+    int32_t node_index;
 } sg_work_t;
 
 /* The shared queue of directories still to read. `pending` counts queued and running work,
@@ -60,15 +90,16 @@ typedef struct sg_context {
     sg_scan_lock_t* lock;
     sg_pool_t pool;
     int32_t* cancel_flag;
+    sg_dir_handle_t root;
     int32_t open_handles;
+    int32_t handle_cap;
+    struct sg_mount_check mounts;
 } sg_context_t;
 
-/* Per-worker buffers, reused for every directory the worker reads. */
 typedef struct sg_worker {
     sg_context_t* context;
-    char* dents;
-    sg_list_entry_t* entries;
-    int32_t capacity;
+    sg_lister_t lister;
+    int32_t index;
     pthread_t thread;
 } sg_worker_t;
 
@@ -131,16 +162,139 @@ static void copy_name(char* destination, const char* name)
     destination[length] = '\0';
 }
 
-/* The desktop convention: a folder's ".hidden" file lists further names to hide, one per line. */
-static void apply_hidden_list(int dir_fd, sg_list_entry_t* entries, int32_t count)
+static uint64_t allocated_of(const struct statx* sx)
 {
-    int fd = openat(dir_fd, ".hidden", O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    return sx->stx_blocks > (uint64_t)INT64_MAX / 512u ? (uint64_t)INT64_MAX : sx->stx_blocks * 512u;
+}
+
+static uint64_t logical_of(const struct statx* sx)
+{
+    return sx->stx_size > (uint64_t)INT64_MAX ? (uint64_t)INT64_MAX : sx->stx_size;
+}
+
+/* ---- mounts ---- */
+
+static int is_pseudo_mount(struct sg_mount_check* check, const struct statx* sx)
+{
+    pthread_mutex_lock(&check->mutex);
+    int verdict = sg_mount_table_verdict(&check->table, sx);
+    while (verdict == SG_MOUNT_UNKNOWN && check->rereads < MOUNT_TABLE_REREADS) {
+        check->rereads++; /* mounted after the table was read */
+        sg_mount_table_t fresh;
+        if (sg_mount_table_read(&fresh) != 0) break;
+        sg_mount_table_free(&check->table);
+        check->table = fresh;
+        verdict = sg_mount_table_verdict(&check->table, sx);
+    }
+    pthread_mutex_unlock(&check->mutex);
+    /* Still unknown means no mount of its own (a subvolume, say): it is walked like any folder. */
+    return verdict == SG_MOUNT_PSEUDO;
+}
+
+/* ---- listing ---- */
+
+static size_t entries_bytes(int32_t capacity) { return (size_t)capacity * sizeof(sg_list_entry_t); }
+
+int sg_lister_init(sg_lister_t* lister)
+{
+    memset(lister, 0, sizeof *lister);
+    lister->growable = 1;
+    lister->capacity = SG_INITIAL_LIST_CAPACITY;
+    lister->dents = malloc(DENTS_BUFFER_SIZE);
+    /* Its own mapping, so that growing and shrinking it really moves memory to and from the system. */
+    void* entries = mmap(NULL, entries_bytes(lister->capacity), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    lister->entries = entries == MAP_FAILED ? NULL : entries;
+    if (lister->dents && lister->entries) return 0;
+    sg_lister_free(lister);
+    return -1;
+}
+
+void sg_lister_free(sg_lister_t* lister)
+{
+    free(lister->dents);
+    if (lister->growable && lister->entries) munmap(lister->entries, entries_bytes(lister->capacity));
+    free(lister->long_names);
+    memset(lister, 0, sizeof *lister);
+}
+
+static int grow_entries(sg_lister_t* lister)
+{
+    if (!lister->growable || lister->capacity > INT32_MAX / 2) return -1;
+    void* grown = mremap(lister->entries, entries_bytes(lister->capacity), entries_bytes(lister->capacity * 2), MREMAP_MAYMOVE);
+    if (grown == MAP_FAILED) return -1;
+    lister->entries = grown;
+    lister->capacity *= 2;
+    return 0;
+}
+
+static void shrink_buffers(sg_lister_t* lister)
+{
+    lister->long_names_length = 0;
+    if (lister->long_names_capacity > LONG_NAMES_INITIAL) {
+        free(lister->long_names);
+        lister->long_names = NULL;
+        lister->long_names_capacity = 0;
+    }
+    if (!lister->growable || lister->capacity <= SG_INITIAL_LIST_CAPACITY) return;
+    void* shrunk = mremap(lister->entries, entries_bytes(lister->capacity), entries_bytes(SG_INITIAL_LIST_CAPACITY), 0);
+    if (shrunk == MAP_FAILED) return;
+    lister->entries = shrunk;
+    lister->capacity = SG_INITIAL_LIST_CAPACITY;
+}
+
+/* Keeps a name longer than a node holds, so the folder below it can still be opened by it. */
+static uint32_t keep_long_name(sg_lister_t* lister, const char* name, size_t length)
+{
+    size_t needed = lister->long_names_length + length + 1;
+    if (needed > UINT32_MAX - 1) return 0;
+    if (needed > lister->long_names_capacity) {
+        size_t capacity = lister->long_names_capacity ? lister->long_names_capacity : LONG_NAMES_INITIAL;
+        while (capacity < needed) capacity *= 2;
+        char* grown = realloc(lister->long_names, capacity);
+        if (!grown) return 0;
+        lister->long_names = grown;
+        lister->long_names_capacity = capacity;
+    }
+    size_t offset = lister->long_names_length;
+    memcpy(lister->long_names + offset, name, length + 1);
+    lister->long_names_length = needed;
+    return (uint32_t)offset + 1;
+}
+
+const char* sg_lister_name(const sg_lister_t* lister, const sg_list_entry_t* entry)
+{
+    return entry->long_name ? lister->long_names + entry->long_name - 1 : entry->name;
+}
+
+static void fill_entry(sg_lister_t* lister, sg_list_entry_t* entry, const char* name, const struct statx* sx,
+                       struct sg_mount_check* mounts)
+{
+    size_t length = strlen(name);
+    copy_name(entry->name, name);
+    entry->long_name = length > 255 ? keep_long_name(lister, name, length) : 0;
+    uint8_t type = obj_type_for_mode(sx->stx_mode);
+    entry->is_package = type == SG_OBJ_DIRECTORY && sg_is_package_name(name);
+    if (type == SG_OBJ_DIRECTORY && !entry->is_package && mounts
+        && sg_may_be_foreign_mount(sx, mounts->root_major, mounts->root_minor) && is_pseudo_mount(mounts, sx))
+        type = SG_OBJ_SEALED_DIRECTORY;
+    entry->obj_type = type;
+    entry->is_hidden = name[0] == '.';
+    entry->is_readable = (sx->stx_mode & S_IRUSR) != 0;
+    entry->allocated_size = allocated_of(sx);
+    entry->logical_size = logical_of(sx);
+}
+
+/* The desktop convention: a folder's ".hidden" file lists further names to hide, one per line.
+   Read only when it is a regular file: opening a FIFO or a device could block for ever. */
+static void apply_hidden_list(int dir_fd, sg_lister_t* lister, int32_t count)
+{
+    int fd = openat(dir_fd, ".hidden", O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
     if (fd < 0) return;
-    char* text = malloc(HIDDEN_LIST_LIMIT + 1);
-    size_t length = 0;
+    struct stat st;
+    char* text = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) ? malloc(HIDDEN_LIST_LIMIT + 1) : NULL;
     if (text) {
-        for (ssize_t got; length < HIDDEN_LIST_LIMIT
-             && (got = read(fd, text + length, HIDDEN_LIST_LIMIT - length)) > 0;)
+        size_t length = 0;
+        for (ssize_t got; length < HIDDEN_LIST_LIMIT && (got = read(fd, text + length, HIDDEN_LIST_LIMIT - length)) > 0;)
             length += (size_t)got;
         text[length] = '\0';
         for (char *line = text, *end; line < text + length; line = end + 1) {
@@ -148,82 +302,62 @@ static void apply_hidden_list(int dir_fd, sg_list_entry_t* entries, int32_t coun
             if (!end) end = text + length;
             *end = '\0';
             for (int32_t i = 0; *line && i < count; i++)
-                if (strcmp(entries[i].name, line) == 0) entries[i].is_hidden = 1;
+                if (strcmp(sg_lister_name(lister, &lister->entries[i]), line) == 0) lister->entries[i].is_hidden = 1;
         }
         free(text);
     }
     close(fd);
 }
 
-/* Reads a directory in two steps: names first, so that a directory too big for `capacity`
-   is refused before any statx is spent on it; then one statx per name relative to the
-   open descriptor. */
-static int32_t list_directory_at(int fd, char* dents, sg_list_entry_t* entries, int32_t capacity,
-                                 int32_t* out_count, int32_t* out_needed, const int32_t* cancel_flag)
+int32_t sg_lister_read(sg_lister_t* lister, int fd, struct sg_mount_check* mounts, const int32_t* cancel_flag,
+                       int32_t* out_count)
 {
     *out_count = 0;
-
-    /* Past `capacity` the names are only counted, so that one retry with room enough follows. */
-    int64_t count = 0;
+    shrink_buffers(lister);
+    int32_t count = 0;
     int has_hidden_list = 0;
-    for (ssize_t got; (got = getdents64(fd, dents, DENTS_BUFFER_SIZE)) > 0;) {
+    /* Each name is stat'ed straight from the directory read, by its whole name: a name longer
+       than a node holds (exFAT, NTFS, CIFS allow them) is only cut when it is stored. */
+    for (ssize_t got; (got = getdents64(fd, lister->dents, DENTS_BUFFER_SIZE)) > 0;) {
         if (is_cancelled(cancel_flag)) return SG_LIST_CANCELLED;
         for (ssize_t offset = 0; offset < got;) {
-            const struct dirent64* entry = (const struct dirent64*)(dents + offset);
-            offset += entry->d_reclen;
-            const char* name = entry->d_name;
+            const struct dirent64* dirent = (const struct dirent64*)(lister->dents + offset);
+            offset += dirent->d_reclen;
+            const char* name = dirent->d_name;
             if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;
-            if (count < capacity) {
-                copy_name(entries[count].name, name);
-                if (strcmp(name, ".hidden") == 0) has_hidden_list = 1;
+            if (count == lister->capacity && grow_entries(lister) != 0) {
+                *out_count = count;
+                return lister->growable ? SG_LIST_UNREADABLE : SG_LIST_TOO_SMALL;
             }
+            if (count % CANCEL_CHECK_STRIDE == CANCEL_CHECK_STRIDE - 1 && is_cancelled(cancel_flag))
+                return SG_LIST_CANCELLED;
+            struct statx sx;
+            if (statx(fd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_WANTED, &sx) != 0) {
+                /* Names without search permission on the folder: the folder counts as unreadable.
+                   Anything else means the entry went away after it was listed. */
+                if (errno == EACCES) return SG_LIST_UNREADABLE;
+                continue;
+            }
+            fill_entry(lister, &lister->entries[count], name, &sx, mounts);
+            if (!has_hidden_list && name[0] == '.' && strcmp(name, ".hidden") == 0) has_hidden_list = 1;
             count++;
         }
     }
-    if (out_needed) *out_needed = count > INT32_MAX ? INT32_MAX : (int32_t)count;
-    if (count > capacity) {
-        *out_count = capacity;
-        return SG_LIST_TOO_SMALL;
-    }
-
-    int32_t kept = 0;
-    for (int32_t i = 0; i < (int32_t)count; i++) {
-        if (i % CANCEL_CHECK_STRIDE == CANCEL_CHECK_STRIDE - 1 && is_cancelled(cancel_flag))
-            return SG_LIST_CANCELLED;
-        struct statx sx;
-        if (statx(fd, entries[i].name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
-                  STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_BLOCKS, &sx) != 0) {
-            /* Names without search permission on the folder: the folder counts as unreadable.
-               Anything else means the entry went away after it was listed. */
-            if (errno == EACCES) return SG_LIST_UNREADABLE;
-            continue;
-        }
-        sg_list_entry_t* stored = &entries[kept];
-        if (kept != i) memcpy(stored->name, entries[i].name, strlen(entries[i].name) + 1);
-        stored->obj_type = obj_type_for_mode(sx.stx_mode);
-        stored->is_hidden = stored->name[0] == '.';
-        stored->is_package = stored->obj_type == SG_OBJ_DIRECTORY && sg_is_package_name(stored->name);
-        stored->is_readable = (sx.stx_mode & S_IRUSR) != 0;
-        stored->allocated_size = (uint64_t)sx.stx_blocks * 512u;
-        stored->logical_size = sx.stx_size;
-        kept++;
-    }
-    if (has_hidden_list) apply_hidden_list(fd, entries, kept);
-    *out_count = kept;
+    if (has_hidden_list) apply_hidden_list(fd, lister, count);
+    *out_count = count;
     return SG_LIST_OK;
 }
 
 int32_t sg_list_directory(const char* path, sg_list_entry_t* entries, int32_t capacity, int32_t* out_count)
 {
-    char* dents = malloc(DENTS_BUFFER_SIZE);
-    if (!dents) {
-        *out_count = 0;
-        return SG_LIST_UNREADABLE;
-    }
-    int fd = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    int32_t status = fd < 0 ? SG_LIST_UNREADABLE : list_directory_at(fd, dents, entries, capacity, out_count, NULL, NULL);
+    *out_count = 0;
+    sg_lister_t lister = {.entries = entries, .capacity = capacity, .growable = 0};
+    lister.dents = malloc(DENTS_BUFFER_SIZE);
+    int fd = lister.dents ? open(path, DIRECTORY_FLAGS) : -1;
+    int32_t status = fd < 0 ? SG_LIST_UNREADABLE : sg_lister_read(&lister, fd, NULL, NULL, out_count);
     if (fd >= 0) close(fd);
-    free(dents);
+    free(lister.dents);
+    free(lister.long_names);
     return status;
 }
 
@@ -242,7 +376,7 @@ static int pool_init(sg_pool_t* pool)
 
 static void pool_destroy(sg_pool_t* pool)
 {
-    for (size_t i = 0; i < pool->count; i++) free(pool->items[i].path);
+    for (size_t i = 0; i < pool->count; i++) free(pool->items[i].relative);
     free(pool->items);
     pthread_cond_destroy(&pool->wake);
     pthread_mutex_destroy(&pool->mutex);
@@ -290,28 +424,46 @@ static void pool_done(sg_pool_t* pool)
     pthread_mutex_unlock(&pool->mutex);
 }
 
-/* ---- the walk ---- */
+/* ---- the node array ---- */
 
-/* The node array lives in its own mapping: growth moves page tables with mremap instead of
-   copying. It is not advised for huge pages: with the kernel's usual "madvise" defrag setting
-   each huge-page fault may compact memory synchronously, which measured slower than the
-   small-page faults it saves whenever other programs had used memory just before. */
 static size_t node_bytes(int64_t capacity)
 {
     const size_t page = 4096;
     return ((size_t)capacity * sizeof(sg_flat_node_t) + page - 1) & ~(page - 1);
 }
 
-static sg_flat_node_t* map_nodes(int64_t capacity)
+/* Reserves address space for as many nodes as a result can index and makes the first
+   SG_INITIAL_NODE_CAPACITY usable. Growth then only widens the usable part: the array never
+   moves, so workers write into it without holding the lock. Not advised for huge pages: with
+   the kernel's usual "madvise" defrag setting each huge-page fault may compact memory
+   synchronously, which measured slower than the small-page faults it saves. */
+static sg_flat_node_t* reserve_nodes(size_t* reserved_bytes)
 {
-    void* block = mmap(NULL, node_bytes(capacity), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (block == MAP_FAILED) return NULL;
-    return block;
+    for (int64_t nodes = INT32_MAX; nodes >= SG_INITIAL_NODE_CAPACITY; nodes /= 2) {
+        size_t bytes = node_bytes(nodes);
+        void* block = mmap(NULL, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        if (block == MAP_FAILED) continue;
+        if (mprotect(block, node_bytes(SG_INITIAL_NODE_CAPACITY), PROT_READ | PROT_WRITE) != 0) {
+            munmap(block, bytes);
+            return NULL;
+        }
+        *reserved_bytes = bytes;
+        return block;
+    }
+    return NULL;
 }
 
-static void unmap_nodes(sg_flat_node_t* nodes, int64_t capacity)
+static int grow_nodes(sg_scan_result_t* result, size_t reserved_bytes, int64_t needed)
 {
-    if (nodes) munmap(nodes, node_bytes(capacity));
+    int64_t capacity = result->node_capacity;
+    int64_t limit = (int64_t)(reserved_bytes / sizeof(sg_flat_node_t));
+    if (limit > INT32_MAX) limit = INT32_MAX;
+    if (needed > limit) return -1;
+    while (capacity < needed) capacity = capacity * 2 > limit ? limit : capacity * 2;
+    size_t from = node_bytes(result->node_capacity), to = node_bytes(capacity);
+    if (to > from && mprotect((char*)result->nodes + from, to - from, PROT_READ | PROT_WRITE) != 0) return -1;
+    result->node_capacity = (int32_t)capacity;
+    return 0;
 }
 
 void sg_discard_nodes_before(sg_scan_result_t* result, int32_t index)
@@ -324,110 +476,33 @@ void sg_discard_nodes_before(sg_scan_result_t* result, int32_t index)
     if (end > start) madvise((void*)start, end - start, MADV_DONTNEED);
 }
 
-static int grow_nodes(sg_scan_result_t* result, int64_t needed)
-{
-    int64_t capacity = result->node_capacity;
-    while (capacity < needed) capacity *= 2;
-    if (capacity > INT32_MAX) return -1;
-    void* grown = mremap(result->nodes, node_bytes(result->node_capacity), node_bytes(capacity), MREMAP_MAYMOVE);
-    if (grown == MAP_FAILED) return -1;
-    result->nodes = grown;
-    result->node_capacity = (int32_t)capacity;
-    return 0;
-}
-
-static void release_handle(sg_context_t* context, sg_dir_handle_t* handle)
-{
-    if (!handle || __atomic_sub_fetch(&handle->references, 1, __ATOMIC_ACQ_REL) != 0) return;
-    close(handle->fd);
-    free(handle);
-    __atomic_fetch_sub(&context->open_handles, 1, __ATOMIC_RELAXED);
-}
-
-/* Keeps the folder open for its `subfolders` unless many folders are open already; then it
-   is closed and they are opened by path. */
-static sg_dir_handle_t* keep_open(sg_context_t* context, int fd, int32_t subfolders)
-{
-    sg_dir_handle_t* handle = NULL;
-    if (__atomic_load_n(&context->open_handles, __ATOMIC_RELAXED) < MAX_OPEN_HANDLES
-        && (handle = malloc(sizeof *handle)) != NULL) {
-        handle->fd = fd;
-        handle->references = subfolders;
-        __atomic_fetch_add(&context->open_handles, 1, __ATOMIC_RELAXED);
-        return handle;
-    }
-    close(fd);
-    return NULL;
-}
-
-static void push_or_drop(sg_context_t* context, sg_work_t* batch, size_t count)
-{
-    if (count == 0 || pool_push(&context->pool, batch, count) == count) return;
-    for (size_t k = 0; k < count; k++) {
-        free(batch[k].path);
-        release_handle(context, batch[k].parent);
-    }
-}
-
-/* Queues every subfolder (packages excepted); each holds one reference on `handle`. */
-static void queue_subdirectories(sg_context_t* context, const char* path, sg_dir_handle_t* handle,
-                                 const sg_list_entry_t* entries, int32_t count, int32_t base)
-{
-    size_t path_length = strlen(path);
-    int needs_separator = path_length == 0 || path[path_length - 1] != '/';
-    enum { BATCH = 64 };
-    sg_work_t batch[BATCH];
-    size_t batched = 0;
-    for (int32_t i = 0; i < count; i++) {
-        if (entries[i].obj_type != SG_OBJ_DIRECTORY || entries[i].is_package) continue;
-        size_t name_length = strlen(entries[i].name);
-        char* child = malloc(path_length + (size_t)needs_separator + name_length + 1);
-        if (!child) {
-            release_handle(context, handle);
-            continue;
-        }
-        memcpy(child, path, path_length);
-        if (needs_separator) child[path_length] = '/';
-        memcpy(child + path_length + (size_t)needs_separator, entries[i].name, name_length + 1);
-        batch[batched++] = (sg_work_t) {child, handle, base + i};
-        if (batched == BATCH) {
-            push_or_drop(context, batch, batched);
-            batched = 0;
-        }
-    }
-    push_or_drop(context, batch, batched);
-}
-
-static int open_work_directory(const sg_work_t* item)
-{
-    if (item->parent) {
-        const char* slash = strrchr(item->path, '/');
-        return openat(item->parent->fd, slash ? slash + 1 : item->path,
-                      O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW);
-    }
-    /* The root is opened as given, symbolic link or not; below it links are never followed. */
-    return open(item->path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | (item->parent_index == 0 ? 0 : O_NOFOLLOW));
-}
-
-/* Appends a folder's entries in one batch under the node lock, so that a snapshot sees them
-   all or not at all. */
-static int append_entries(sg_context_t* context, const sg_list_entry_t* entries, int32_t count,
+/* Reserves room for a folder's entries under the lock, then writes them outside it; a
+   snapshot meanwhile stops below the batch, so it sees a folder whole or not at all. */
+static int append_entries(sg_context_t* context, int32_t worker, const sg_list_entry_t* entries, int32_t count,
                           int32_t parent_index, int32_t* base)
 {
     sg_scan_result_t* result = context->result;
-    pthread_mutex_lock(&context->lock->mutex);
+    sg_scan_lock_t* lock = context->lock;
+    pthread_mutex_lock(&lock->mutex);
     if ((int64_t)result->node_count + count > result->node_capacity
-        && grow_nodes(result, (int64_t)result->node_count + count) != 0) {
-        pthread_mutex_unlock(&context->lock->mutex);
+        && grow_nodes(result, lock->reserved_bytes, (int64_t)result->node_count + count) != 0) {
+        pthread_mutex_unlock(&lock->mutex);
         return -1;
     }
     *base = result->node_count;
+    result->node_count += count;
+    __atomic_store_n(&lock->pending[worker], *base, __ATOMIC_RELAXED);
+    pthread_mutex_unlock(&lock->mutex);
+
+    sg_flat_node_t* nodes = result->nodes + *base;
     for (int32_t i = 0; i < count; i++) {
         const sg_list_entry_t* entry = &entries[i];
-        sg_flat_node_t* node = &result->nodes[*base + i];
+        sg_flat_node_t* node = &nodes[i];
         memcpy(node->name, entry->name, strlen(entry->name) + 1);
         node->parent_index = parent_index;
-        node->obj_type = entry->is_package ? SG_OBJ_PACKAGE : entry->obj_type;
+        node->obj_type = entry->is_package ? SG_OBJ_PACKAGE
+            : entry->obj_type == SG_OBJ_SEALED_DIRECTORY ? SG_OBJ_DIRECTORY
+                                                         : entry->obj_type;
         node->is_hidden = entry->is_hidden;
         node->is_package = entry->is_package;
         node->is_readable = entry->is_readable;
@@ -436,30 +511,138 @@ static int append_entries(sg_context_t* context, const sg_list_entry_t* entries,
         node->child_count = 0;
         node->first_child = -1;
     }
-    result->node_count += count;
-    pthread_mutex_unlock(&context->lock->mutex);
+    __atomic_store_n(&lock->pending[worker], NO_PENDING, __ATOMIC_RELEASE);
     return 0;
 }
 
-/* Lists into the worker's buffer, doubling it while the folder does not fit. */
-/* Lists into the worker's buffer, doubling it until the folder fits. A failure to grow
-   drops the folder like an unreadable one would, without counting it. */
-static int32_t list_into_worker(sg_context_t* context, sg_worker_t* worker, int fd, int32_t* count)
+/* ---- folders ---- */
+
+static void release_handle(sg_context_t* context, sg_dir_handle_t* handle)
 {
-    int32_t status;
-    int32_t needed = 0;
-    while ((status = list_directory_at(fd, worker->dents, worker->entries, worker->capacity, count, &needed,
-                                       context->cancel_flag)) == SG_LIST_TOO_SMALL) {
-        int64_t capacity = worker->capacity;
-        while (capacity < needed) capacity *= 2;
-        if (capacity > INT32_MAX) return SG_LIST_CANCELLED;
-        sg_list_entry_t* grown = realloc(worker->entries, (size_t)capacity * sizeof *grown);
-        if (!grown) return SG_LIST_CANCELLED;
-        worker->entries = grown;
-        worker->capacity = (int32_t)capacity;
-        if (is_cancelled(context->cancel_flag) || lseek(fd, 0, SEEK_SET) != 0) return SG_LIST_CANCELLED;
+    if (!handle || __atomic_sub_fetch(&handle->references, 1, __ATOMIC_ACQ_REL) != 0) return;
+    if (handle == &context->root) return; /* closed when the walk ends */
+    close(handle->fd);
+    free(handle);
+    __atomic_fetch_sub(&context->open_handles, 1, __ATOMIC_RELAXED);
+}
+
+/* Keeps the folder open for its `subfolders` while fewer than the cap are kept; NULL otherwise. */
+static sg_dir_handle_t* keep_open(sg_context_t* context, int fd, int32_t subfolders)
+{
+    int32_t cap = __atomic_load_n(&context->handle_cap, __ATOMIC_RELAXED);
+    if (__atomic_add_fetch(&context->open_handles, 1, __ATOMIC_RELAXED) <= cap) {
+        sg_dir_handle_t* handle = malloc(sizeof *handle);
+        if (handle) {
+            handle->fd = fd;
+            handle->references = subfolders;
+            return handle;
+        }
     }
-    return status;
+    __atomic_fetch_sub(&context->open_handles, 1, __ATOMIC_RELAXED);
+    return NULL;
+}
+
+static int open_no_links(int dir_fd, const char* path)
+{
+    if (!strchr(path, '/')) return openat(dir_fd, path, DIRECTORY_FLAGS | O_NOFOLLOW);
+    struct open_how how = {.flags = DIRECTORY_FLAGS, .resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS};
+    int fd = (int)syscall(SYS_openat2, dir_fd, path, &how, sizeof how);
+    if (fd >= 0 || (errno != ENOSYS && errno != EPERM)) return fd;
+    return openat(dir_fd, path, DIRECTORY_FLAGS | O_NOFOLLOW); /* kernels before 5.6 */
+}
+
+int sg_open_below(int dir_fd, const char* relative)
+{
+    size_t length = strlen(relative);
+    if (length < PATH_MAX) return open_no_links(dir_fd, relative);
+    char piece[PATH_MAX];
+    int fd = dir_fd;
+    for (const char* rest = relative; *rest;) {
+        size_t take = strlen(rest);
+        if (take >= PATH_MAX) {
+            take = PATH_MAX - 1;
+            while (take > 0 && rest[take] != '/') take--;
+            if (take == 0) {
+                errno = ENAMETOOLONG;
+                take = (size_t)-1;
+            }
+        }
+        int next = -1;
+        if (take != (size_t)-1) {
+            memcpy(piece, rest, take);
+            piece[take] = '\0';
+            next = open_no_links(fd, piece);
+        }
+        int saved = errno;
+        if (fd != dir_fd) close(fd);
+        errno = saved;
+        if (next < 0) return -1;
+        fd = next;
+        rest += take;
+        while (*rest == '/') rest++;
+    }
+    return fd;
+}
+
+static int open_work_directory(sg_context_t* context, const sg_work_t* item)
+{
+    for (int attempt = 0;; attempt++) {
+        int fd = sg_open_below(item->anchor->fd, item->relative);
+        if (fd >= 0 || (errno != EMFILE && errno != ENFILE) || attempt == OPEN_RETRIES
+            || is_cancelled(context->cancel_flag))
+            return fd;
+        /* Out of descriptors: keep fewer folders open from now on, and wait for one to come back. */
+        int32_t open_now = __atomic_load_n(&context->open_handles, __ATOMIC_RELAXED);
+        __atomic_store_n(&context->handle_cap, open_now / 2, __ATOMIC_RELAXED);
+        struct timespec wait = {0, OPEN_RETRY_WAIT_MS * 1000000L};
+        nanosleep(&wait, NULL);
+    }
+}
+
+static void push_batch(sg_context_t* context, sg_dir_handle_t* anchor, sg_work_t* batch, size_t count)
+{
+    if (count == 0 || pool_push(&context->pool, batch, count) == count) return;
+    for (size_t k = 0; k < count; k++) {
+        free(batch[k].relative);
+        release_handle(context, anchor);
+    }
+    add_counter(&context->result->_unreadable_count, (int32_t)count); /* out of memory: counted, not lost */
+}
+
+/* Queues every subfolder (packages and sealed mount points excepted), each holding one
+   reference on `anchor` and its path below it. */
+static void queue_subdirectories(sg_context_t* context, sg_dir_handle_t* anchor, const char* prefix,
+                                 const sg_lister_t* lister, int32_t count, int32_t base)
+{
+    size_t prefix_length = prefix ? strlen(prefix) : 0;
+    enum { BATCH = 64 };
+    sg_work_t batch[BATCH];
+    size_t batched = 0;
+    for (int32_t i = 0; i < count; i++) {
+        const sg_list_entry_t* entry = &lister->entries[i];
+        if (entry->obj_type != SG_OBJ_DIRECTORY || entry->is_package) continue;
+        const char* name = sg_lister_name(lister, entry);
+        size_t name_length = strlen(name);
+        char* relative = malloc(prefix_length + 1 + name_length + 1);
+        if (!relative) {
+            add_counter(&context->result->_unreadable_count, 1);
+            release_handle(context, anchor);
+            continue;
+        }
+        char* end = relative;
+        if (prefix_length) {
+            memcpy(end, prefix, prefix_length);
+            end += prefix_length;
+            *end++ = '/';
+        }
+        memcpy(end, name, name_length + 1);
+        batch[batched++] = (sg_work_t) {anchor, relative, base + i};
+        if (batched == BATCH) {
+            push_batch(context, anchor, batch, batched);
+            batched = 0;
+        }
+    }
+    push_batch(context, anchor, batch, batched);
 }
 
 static void scan_one_dir(sg_context_t* context, sg_worker_t* worker, const sg_work_t* item)
@@ -467,33 +650,48 @@ static void scan_one_dir(sg_context_t* context, sg_worker_t* worker, const sg_wo
     if (is_cancelled(context->cancel_flag)) return;
 
     sg_scan_result_t* result = context->result;
-    int fd = open_work_directory(item);
+    const int is_root = item->anchor == NULL;
+    int fd = is_root ? context->root.fd : open_work_directory(context, item);
     if (fd < 0) {
         add_counter(&result->_unreadable_count, 1);
         return;
     }
     int32_t count = 0;
-    int32_t status = list_into_worker(context, worker, fd, &count);
-    if (status == SG_LIST_UNREADABLE) add_counter(&result->_unreadable_count, 1);
+    int32_t status = sg_lister_read(&worker->lister, fd, &context->mounts, context->cancel_flag, &count);
     int32_t base = 0;
-    if (status != SG_LIST_OK || count == 0
-        || append_entries(context, worker->entries, count, item->parent_index, &base) != 0) {
-        close(fd);
-        return;
-    }
+    if (status == SG_LIST_OK && count > 0
+        && append_entries(context, worker->index, worker->lister.entries, count, item->node_index, &base) != 0)
+        status = SG_LIST_UNREADABLE; /* out of memory: counted rather than lost without a trace */
+    if (status == SG_LIST_UNREADABLE) add_counter(&result->_unreadable_count, 1);
 
     int32_t directories = 0;
-    for (int32_t i = 0; i < count; i++)
-        directories += worker->entries[i].obj_type == SG_OBJ_DIRECTORY && !worker->entries[i].is_package;
-    add_counter(&result->_items_scanned, count);
-    add_counter(&result->_files_scanned, count - directories);
-    add_counter(&result->_dirs_scanned, directories);
-
+    if (status == SG_LIST_OK) {
+        int32_t sealed = 0;
+        for (int32_t i = 0; i < count; i++) {
+            const sg_list_entry_t* entry = &worker->lister.entries[i];
+            directories += entry->obj_type == SG_OBJ_DIRECTORY && !entry->is_package;
+            sealed += entry->obj_type == SG_OBJ_SEALED_DIRECTORY;
+        }
+        add_counter(&result->_items_scanned, count);
+        add_counter(&result->_files_scanned, count - directories - sealed);
+        add_counter(&result->_dirs_scanned, directories + sealed);
+    }
     if (directories == 0) {
-        close(fd);
+        if (!is_root) close(fd);
         return;
     }
-    queue_subdirectories(context, item->path, keep_open(context, fd, directories), worker->entries, count, base);
+    sg_dir_handle_t* anchor;
+    const char* prefix = NULL;
+    if (is_root) {
+        anchor = &context->root;
+        __atomic_fetch_add(&anchor->references, directories, __ATOMIC_RELAXED);
+    } else if ((anchor = keep_open(context, fd, directories)) == NULL) {
+        close(fd);
+        anchor = item->anchor;
+        __atomic_fetch_add(&anchor->references, directories, __ATOMIC_RELAXED);
+        prefix = item->relative;
+    }
+    queue_subdirectories(context, anchor, prefix, &worker->lister, count, base);
 }
 
 static void* run_worker(void* argument)
@@ -502,34 +700,38 @@ static void* run_worker(void* argument)
     sg_context_t* context = worker->context;
     for (sg_work_t item; pool_pop(&context->pool, &item); pool_done(&context->pool)) {
         scan_one_dir(context, worker, &item);
-        release_handle(context, item.parent);
-        free(item.path);
+        release_handle(context, item.anchor);
+        free(item.relative);
     }
     return NULL;
-}
-
-static void free_worker(sg_worker_t* worker)
-{
-    free(worker->dents);
-    free(worker->entries);
-}
-
-static int init_worker(sg_worker_t* worker, sg_context_t* context)
-{
-    memset(worker, 0, sizeof *worker);
-    worker->context = context;
-    worker->capacity = SG_INITIAL_LIST_CAPACITY;
-    worker->dents = malloc(DENTS_BUFFER_SIZE);
-    worker->entries = malloc((size_t)worker->capacity * sizeof *worker->entries);
-    if (worker->dents && worker->entries) return 0;
-    free_worker(worker);
-    return -1;
 }
 
 static int32_t default_thread_count(void)
 {
     long online = sysconf(_SC_NPROCESSORS_ONLN);
     return online < 1 ? 1 : online > MAX_THREADS ? MAX_THREADS : (int32_t)online;
+}
+
+static long open_descriptor_count(void)
+{
+    int fd = open("/proc/self/fd", DIRECTORY_FLAGS);
+    if (fd < 0) return 64;
+    char buffer[4096];
+    long count = 0;
+    for (ssize_t got; (got = getdents64(fd, buffer, sizeof buffer)) > 0;)
+        for (ssize_t offset = 0; offset < got; offset += ((struct dirent64*)(buffer + offset))->d_reclen) count++;
+    close(fd);
+    return count - 3; /* ".", ".." and the descriptor reading them */
+}
+
+/* How many folders may stay open at once: half of what the descriptor limit leaves after
+   what is open already and what each worker needs for itself. */
+static int32_t kept_handle_cap(int32_t threads)
+{
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return MAX_KEPT_HANDLES;
+    long spare = ((long)limit.rlim_cur - open_descriptor_count() - 4L * threads - 8) / 2;
+    return spare < 0 ? 0 : spare > MAX_KEPT_HANDLES ? MAX_KEPT_HANDLES : (int32_t)spare;
 }
 
 /* Runs the pool: the calling thread is worker 0, the others are started here. */
@@ -542,11 +744,9 @@ static void run_walk(sg_worker_t* workers, int32_t thread_count)
     for (int32_t i = 1; i < started; i++) pthread_join(workers[i].thread, NULL);
 }
 
-/* Frees the arrays under the lock, so that a concurrent snapshot sees either all or nothing;
-   the lock itself lives until sg_scan_result_free. */
-static void free_arrays(sg_scan_result_t* result)
+static void unmap_nodes(sg_scan_result_t* result, size_t bytes)
 {
-    unmap_nodes(result->nodes, result->node_capacity);
+    if (result->nodes) munmap(result->nodes, bytes);
     free(result->children);
     result->nodes = NULL;
     result->children = NULL;
@@ -555,60 +755,118 @@ static void free_arrays(sg_scan_result_t* result)
     result->children_count = 0;
 }
 
+/* Frees the arrays under the lock, so that a concurrent snapshot sees either all or nothing;
+   the lock itself lives until sg_scan_result_free. */
 static void release_arrays(sg_scan_result_t* result)
 {
     sg_scan_lock_t* lock = scan_lock(result);
     if (lock) pthread_mutex_lock(&lock->mutex);
-    free_arrays(result);
+    unmap_nodes(result, lock ? lock->reserved_bytes : node_bytes(result->node_capacity));
     if (lock) pthread_mutex_unlock(&lock->mutex);
 }
 
-static void fill_root(sg_flat_node_t* root, const char* path, const struct stat* st)
+static void fill_root(sg_flat_node_t* root, const char* path, const struct statx* sx)
 {
     const char* slash = strrchr(path, '/');
     memset(root, 0, sizeof *root);
     copy_name(root->name, slash ? slash + 1 : path);
     root->parent_index = -1;
-    root->is_package = sg_is_package_name(root->name) != 0;
+    root->is_package = sg_is_package_name(slash ? slash + 1 : path) != 0;
     root->obj_type = root->is_package ? SG_OBJ_PACKAGE : SG_OBJ_DIRECTORY;
     root->is_hidden = root->name[0] == '.';
-    root->is_readable = (st->st_mode & S_IRUSR) != 0;
-    root->allocated_size = (uint64_t)st->st_blocks * 512u;
-    root->logical_size = (uint64_t)st->st_size;
+    root->is_readable = (sx->stx_mode & S_IRUSR) != 0;
+    root->allocated_size = allocated_of(sx);
+    root->logical_size = logical_of(sx);
     root->child_count = 0;
     root->first_child = -1;
+}
+
+/* A scan that ends with its root: a package, a pseudo file system, or a folder that cannot be opened. */
+static int32_t finish_single_node(sg_scan_result_t* result, const sg_flat_node_t* root)
+{
+    void* block = mmap(NULL, node_bytes(1), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (block == MAP_FAILED) return SG_SCAN_FAILED;
+    result->nodes = block;
+    result->node_capacity = 1;
+    result->nodes[0] = *root;
+    result->node_count = 1;
+    sg_build_children(result);
+    return SG_SCAN_DONE;
+}
+
+static void reset_counters(sg_scan_result_t* result)
+{
+    /* Atomic like every other touch of the counters: a poll may already be reading them. */
+    __atomic_store_n(&result->_items_scanned, 1, __ATOMIC_RELAXED);
+    __atomic_store_n(&result->_dirs_scanned, 1, __ATOMIC_RELAXED);
+    __atomic_store_n(&result->_files_scanned, 0, __ATOMIC_RELAXED);
+    __atomic_store_n(&result->_unreadable_count, 0, __ATOMIC_RELAXED);
+}
+
+static void finish_pass(sg_flat_node_t* nodes, int32_t count, int sizes, int links);
+
+static int32_t run_scan(sg_context_t* context, sg_scan_lock_t* lock, int32_t thread_count)
+{
+    sg_scan_result_t* result = context->result;
+    sg_worker_t* workers = calloc((size_t)thread_count, sizeof *workers);
+    int32_t usable_workers = 0;
+    while (workers && usable_workers < thread_count && sg_lister_init(&workers[usable_workers].lister) == 0) {
+        workers[usable_workers].context = context;
+        workers[usable_workers].index = usable_workers;
+        usable_workers++;
+    }
+    sg_work_t root_work = {NULL, NULL, 0};
+    int32_t status = SG_SCAN_FAILED;
+    if (usable_workers > 0 && pool_init(&context->pool) == 0) {
+        if (pool_push(&context->pool, &root_work, 1) == 1) {
+            __atomic_store_n(&result->_scan_mutex, (void*)lock, __ATOMIC_RELEASE);
+            run_walk(workers, usable_workers);
+            status = SG_SCAN_DONE;
+        }
+        pool_destroy(&context->pool);
+    }
+    for (int32_t i = 0; i < usable_workers; i++) sg_lister_free(&workers[i].lister);
+    free(workers);
+    if (status != SG_SCAN_DONE) return status;
+
+    if (is_cancelled(context->cancel_flag)) {
+        release_arrays(result);
+        return SG_SCAN_CANCELLED;
+    }
+    /* Under the lock, so that a snapshot taken meanwhile never sees half-rolled sizes. */
+    pthread_mutex_lock(&lock->mutex);
+    finish_pass(result->nodes, result->node_count, 1, 1);
+    sg_build_children(result);
+    lock->rolled_up = 1;
+    pthread_mutex_unlock(&lock->mutex);
+    return SG_SCAN_DONE;
 }
 
 int32_t sg_full_scan_with_threads(const char* path, sg_scan_result_t* result, int32_t* cancel_flag,
                                   int32_t thread_count)
 {
     if (!path || !result) return SG_SCAN_FAILED;
-    struct stat st;
-    if (stat(path, &st) != 0 || !S_ISDIR(st.st_mode)) return SG_SCAN_FAILED;
-
-    result->node_capacity = SG_INITIAL_NODE_CAPACITY;
-    result->nodes = map_nodes(SG_INITIAL_NODE_CAPACITY);
-    if (!result->nodes) {
-        result->node_capacity = 0;
+    /* The root is taken as given, a symbolic link followed; an automount point is not triggered. */
+    struct statx root_sx;
+    if (statx(AT_FDCWD, path, AT_NO_AUTOMOUNT, STATX_WANTED, &root_sx) != 0 || !S_ISDIR(root_sx.stx_mode))
         return SG_SCAN_FAILED;
-    }
+    result->nodes = NULL;
     result->children = NULL;
     result->node_count = 0;
+    result->node_capacity = 0;
     result->children_count = 0;
-    /* Atomic like every other touch of the counters: a poll may already be reading them. */
-    __atomic_store_n(&result->_items_scanned, 0, __ATOMIC_RELAXED);
-    __atomic_store_n(&result->_dirs_scanned, 0, __ATOMIC_RELAXED);
-    __atomic_store_n(&result->_files_scanned, 0, __ATOMIC_RELAXED);
-    __atomic_store_n(&result->_unreadable_count, 0, __ATOMIC_RELAXED);
+    reset_counters(result);
+    sg_flat_node_t root;
+    fill_root(&root, path, &root_sx);
 
-    fill_root(&result->nodes[0], path, &st);
-    result->node_count = 1;
-    add_counter(&result->_items_scanned, 1);
-    add_counter(&result->_dirs_scanned, 1);
-
-    if (result->nodes[0].is_package) {
-        sg_build_children(result);
-        return SG_SCAN_DONE;
+    sg_mount_table_t table;
+    sg_mount_table_read(&table);
+    const int sealed = sg_mount_table_verdict(&table, &root_sx) == SG_MOUNT_PSEUDO;
+    const int root_fd = root.is_package || sealed ? -1 : open(path, DIRECTORY_FLAGS);
+    if (root_fd < 0) {
+        if (!root.is_package && !sealed) add_counter(&result->_unreadable_count, 1);
+        sg_mount_table_free(&table);
+        return finish_single_node(result, &root);
     }
 
     if (thread_count <= 0) thread_count = default_thread_count();
@@ -616,51 +874,43 @@ int32_t sg_full_scan_with_threads(const char* path, sg_scan_result_t* result, in
 
     sg_context_t* context = calloc(1, sizeof *context);
     sg_scan_lock_t* lock = calloc(1, sizeof *lock);
-    sg_worker_t* workers = calloc((size_t)thread_count, sizeof *workers);
-    char* root_path = strdup(path);
-    int ready = context && lock && workers && root_path;
-    int lock_ready = ready && pthread_mutex_init(&lock->mutex, NULL) == 0;
-    int pool_ready = lock_ready && pool_init(&context->pool) == 0;
-    int32_t usable_workers = 0;
-    if (pool_ready) {
-        context->result = result;
-        context->lock = lock;
-        context->cancel_flag = cancel_flag;
-        while (usable_workers < thread_count && init_worker(&workers[usable_workers], context) == 0)
-            usable_workers++;
-    }
-    sg_work_t root_work = {root_path, NULL, 0};
-    if (usable_workers == 0 || pool_push(&context->pool, &root_work, 1) == 0) {
-        for (int32_t i = 0; i < usable_workers; i++) free_worker(&workers[i]);
-        if (pool_ready) pool_destroy(&context->pool);
-        if (lock_ready) pthread_mutex_destroy(&lock->mutex);
-        free(workers);
-        free(root_path);
+    int32_t status = SG_SCAN_FAILED;
+    if (context && lock && pthread_mutex_init(&lock->mutex, NULL) == 0) {
+        for (int32_t i = 0; i < MAX_THREADS; i++) lock->pending[i] = NO_PENDING;
+        result->nodes = reserve_nodes(&lock->reserved_bytes);
+        if (result->nodes && pthread_mutex_init(&context->mounts.mutex, NULL) == 0) {
+            result->node_capacity = SG_INITIAL_NODE_CAPACITY;
+            result->nodes[0] = root;
+            result->node_count = 1;
+            context->result = result;
+            context->lock = lock;
+            context->cancel_flag = cancel_flag;
+            context->root = (sg_dir_handle_t) {root_fd, 1};
+            context->handle_cap = kept_handle_cap(thread_count);
+            context->mounts.root_major = root_sx.stx_dev_major;
+            context->mounts.root_minor = root_sx.stx_dev_minor;
+            context->mounts.table = table;
+            table.mounts = NULL;
+            status = run_scan(context, lock, thread_count);
+            sg_mount_table_free(&context->mounts.table);
+            pthread_mutex_destroy(&context->mounts.mutex);
+        }
+        if (status == SG_SCAN_FAILED) {
+            if (!scan_lock(result)) {
+                unmap_nodes(result, lock->reserved_bytes);
+                pthread_mutex_destroy(&lock->mutex);
+                free(lock);
+            }
+            lock = NULL;
+            sg_scan_result_free(result);
+        }
+    } else {
         free(lock);
-        free(context);
-        sg_scan_result_free(result);
-        return SG_SCAN_FAILED;
     }
-    __atomic_store_n(&result->_scan_mutex, (void*)lock, __ATOMIC_RELEASE);
-
-    run_walk(workers, usable_workers);
-
-    for (int32_t i = 0; i < usable_workers; i++) free_worker(&workers[i]);
-    pool_destroy(&context->pool);
-    free(workers);
+    sg_mount_table_free(&table);
     free(context);
-
-    if (is_cancelled(cancel_flag)) {
-        release_arrays(result);
-        return SG_SCAN_CANCELLED;
-    }
-    /* Under the lock, so that a snapshot taken meanwhile never sees half-rolled sizes. */
-    pthread_mutex_lock(&lock->mutex);
-    sg_accumulate_sizes(result);
-    sg_build_children(result);
-    lock->rolled_up = 1;
-    pthread_mutex_unlock(&lock->mutex);
-    return SG_SCAN_DONE;
+    close(root_fd);
+    return status;
 }
 
 int32_t sg_full_scan(const char* path, sg_scan_result_t* result, int32_t* cancel_flag)
@@ -670,13 +920,25 @@ int32_t sg_full_scan(const char* path, sg_scan_result_t* result, int32_t* cancel
 
 /* ---- finishing passes ---- */
 
-static void roll_up(sg_flat_node_t* nodes, int32_t count)
+/* One backward pass: every node's sizes go to its parent, held at the signed 64-bit maximum,
+   and (with `links`) every folder learns its run of children. Since a folder's children are
+   one contiguous run of indices, children[k] is simply k + 1 and a folder's first_child is its
+   first child's index minus one. */
+static void finish_pass(sg_flat_node_t* nodes, int32_t count, int sizes, int links)
 {
-    for (int32_t i = count - 1; i >= 1; i--) {
-        uint32_t parent = (uint32_t)nodes[i].parent_index;
-        if (parent < (uint32_t)count) {
-            nodes[parent].allocated_size += nodes[i].allocated_size;
-            nodes[parent].logical_size += nodes[i].logical_size;
+    for (int32_t i = count - 1; i >= 0; i--) {
+        sg_flat_node_t* node = &nodes[i];
+        if (links && node->child_count == 0) node->first_child = 0;
+        uint32_t parent = (uint32_t)node->parent_index;
+        if (i == 0 || parent >= (uint32_t)count) continue;
+        sg_flat_node_t* up = &nodes[parent];
+        if (sizes) {
+            up->allocated_size = sg_size_add(up->allocated_size, node->allocated_size);
+            up->logical_size = sg_size_add(up->logical_size, node->logical_size);
+        }
+        if (links) {
+            up->child_count++;
+            up->first_child = i - 1;
         }
     }
 }
@@ -684,40 +946,27 @@ static void roll_up(sg_flat_node_t* nodes, int32_t count)
 void sg_accumulate_sizes(sg_scan_result_t* result)
 {
     if (result->node_count < 2) return;
-    roll_up(result->nodes, result->node_count);
+    finish_pass(result->nodes, result->node_count, 1, 0);
 }
 
+/* Fills the children array; the walker has already set each folder's run (see finish_pass),
+   which this derives for any other caller. */
 void sg_build_children(sg_scan_result_t* result)
 {
     int32_t count = result->node_count;
     if (count < 1 || !result->nodes) return;
-    sg_flat_node_t* nodes = result->nodes;
-    uint32_t* counters = calloc((size_t)count, sizeof *counters);
-    if (!counters) return;
-    for (int32_t i = 1; i < count; i++) {
-        uint32_t parent = (uint32_t)nodes[i].parent_index;
-        if (parent < (uint32_t)count) counters[parent]++;
-    }
-    int32_t total = 0;
-    for (int32_t i = 0; i < count; i++) {
-        nodes[i].child_count = (int32_t)counters[i];
-        nodes[i].first_child = total;
-        total += (int32_t)counters[i];
+    if (result->nodes[0].first_child < 0) {
+        for (int32_t i = 0; i < count; i++) result->nodes[i].child_count = 0;
+        finish_pass(result->nodes, count, 0, 1);
     }
     free(result->children);
-    result->children = malloc((size_t)(total > 0 ? total : 1) * sizeof *result->children);
+    result->children = malloc((size_t)(count > 1 ? count - 1 : 1) * sizeof *result->children);
     if (!result->children) {
         result->children_count = 0;
-        free(counters);
         return;
     }
-    result->children_count = total;
-    memset(counters, 0, (size_t)count * sizeof *counters);
-    for (int32_t i = 1; i < count; i++) {
-        uint32_t parent = (uint32_t)nodes[i].parent_index;
-        if (parent < (uint32_t)count) result->children[nodes[parent].first_child + (int32_t)counters[parent]++] = i;
-    }
-    free(counters);
+    result->children_count = count - 1;
+    for (int32_t k = 0; k < count - 1; k++) result->children[k] = k + 1;
 }
 
 int32_t sg_snapshot_nodes(sg_scan_result_t* result, sg_flat_node_t* buffer, int32_t max_nodes)
@@ -731,11 +980,15 @@ int32_t sg_snapshot_nodes(sg_scan_result_t* result, sg_flat_node_t* buffer, int3
         return 0;
     }
     int32_t count = result->node_count < max_nodes ? result->node_count : max_nodes;
+    for (int32_t i = 0; i < MAX_THREADS; i++) {
+        int32_t pending = __atomic_load_n(&lock->pending[i], __ATOMIC_ACQUIRE);
+        if (pending < count) count = pending;
+    }
     memcpy(buffer, result->nodes, (size_t)count * sizeof *buffer);
     int rolled_up = lock->rolled_up;
     pthread_mutex_unlock(&lock->mutex);
 
-    if (!rolled_up) roll_up(buffer, count);
+    if (!rolled_up) finish_pass(buffer, count, 1, 0);
     for (int32_t i = 0; i < count; i++) {
         buffer[i].child_count = 0;
         buffer[i].first_child = -1;
@@ -751,9 +1004,9 @@ void sg_scan_result_free(sg_scan_result_t* result)
 {
     if (!result) return;
     sg_scan_lock_t* lock = (sg_scan_lock_t*)__atomic_exchange_n(&result->_scan_mutex, NULL, __ATOMIC_ACQ_REL);
+    unmap_nodes(result, lock ? lock->reserved_bytes : node_bytes(result->node_capacity));
     if (lock) {
         pthread_mutex_destroy(&lock->mutex);
         free(lock);
     }
-    free_arrays(result);
 }

@@ -1,5 +1,7 @@
 #include "ScanTestTree.h"
 
+#include <QDir>
+
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -26,12 +28,32 @@ qint64 firstNumberOf(const std::string& command)
     return value;
 }
 
+// Memory-backed when the system has it: creating and removing tens of thousands of entries
+// there takes a fraction of what it takes on a disk that discards freed blocks.
+QString templateIn(const QString& base)
+{
+    const QString folder = !base.isEmpty() ? base
+        : access("/dev/shm", W_OK) == 0     ? QStringLiteral("/dev/shm")
+                                            : QDir::tempPath();
+    return folder + QStringLiteral("/velmo-scan-XXXXXX");
+}
+
 } // namespace
 
-ScanTestTree::ScanTestTree()
+ScanTestTree::ScanTestTree(const QString& base)
+    : dir_(templateIn(base))
 {
+    check(dir_.isValid(), "temporary folder");
+    dir_.setAutoRemove(false); // removed by rm, which also copes with paths longer than PATH_MAX
     // Readable by everyone, so a child running as "nobody" can walk it.
     chmod(dir_.path().toLocal8Bit().constData(), 0755);
+}
+
+ScanTestTree::~ScanTestTree()
+{
+    for (const auto& [relative, name] : chains_) flattenChain(relative, name);
+    const std::string command = "chmod -R u+rwx '" + path() + "' 2>/dev/null; rm -rf '" + path() + "'";
+    if (std::system(command.c_str()) != 0) std::fprintf(stderr, "could not remove %s\n", path().c_str());
 }
 
 std::string ScanTestTree::path(const std::string& relative) const
@@ -72,6 +94,11 @@ void ScanTestTree::hardLink(const std::string& existing, const std::string& rela
     check(link(path(existing).c_str(), path(relative).c_str()) == 0, "link " + relative);
 }
 
+void ScanTestTree::fifo(const std::string& relative) const
+{
+    check(mkfifo(path(relative).c_str(), 0644) == 0, "mkfifo " + relative);
+}
+
 void ScanTestTree::manyFiles(const std::string& folderRelative, int count, const std::string& prefix) const
 {
     const std::string base = path(folderRelative) + "/" + prefix;
@@ -82,6 +109,45 @@ void ScanTestTree::manyFiles(const std::string& folderRelative, int count, const
     }
 }
 
+void ScanTestTree::deepChain(const std::string& relative, int levels, const std::string& name)
+{
+    int fd = open(path(relative).c_str(), O_RDONLY | O_DIRECTORY);
+    for (int level = 0; level < levels && fd >= 0; ++level) {
+        // One sibling made before the chain's next folder and one after: in either directory
+        // order a sibling still waits while the walk goes deeper, so every level stays open.
+        const std::string side = std::to_string(level);
+        check(mkdirat(fd, ("a" + side).c_str(), 0755) == 0 && mkdirat(fd, name.c_str(), 0755) == 0
+                  && mkdirat(fd, ("b" + side).c_str(), 0755) == 0,
+              "chain folders");
+        const int file = openat(fd, "f", O_WRONLY | O_CREAT | O_EXCL, 0644);
+        check(file >= 0 && write(file, "data", 4) == 4, "chain file");
+        close(file);
+        const int next = openat(fd, name.c_str(), O_RDONLY | O_DIRECTORY);
+        close(fd);
+        fd = next;
+    }
+    check(fd >= 0, "deep chain");
+    close(fd);
+    chains_.emplace_back(relative, name);
+}
+
+// rm takes minutes on a chain thousands of folders deep; moving each link up to the top
+// first leaves a flat folder it removes at once.
+void ScanTestTree::flattenChain(const std::string& relative, const std::string& name) const
+{
+    const int top = open(path(relative).c_str(), O_RDONLY | O_DIRECTORY);
+    std::string head = name;
+    for (int k = 0; top >= 0; ++k) {
+        const int fd = openat(top, head.c_str(), O_RDONLY | O_DIRECTORY);
+        const std::string next = "flat" + std::to_string(k);
+        const bool moved = fd >= 0 && renameat(fd, name.c_str(), top, next.c_str()) == 0;
+        if (fd >= 0) close(fd);
+        if (!moved) break;
+        head = next;
+    }
+    if (top >= 0) close(top);
+}
+
 DuTotals duTotals(const std::string& path)
 {
     const std::string quoted = "'" + path + "'";
@@ -89,17 +155,25 @@ DuTotals duTotals(const std::string& path)
             firstNumberOf("du -s -l -B1 " + quoted + " 2>/dev/null")};
 }
 
-int runAsNobody(const std::function<int()>& body)
+int runInChild(const std::function<int()>& body, unsigned seconds)
 {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        const uid_t nobody = 65534;
-        if (geteuid() == 0 && (setresgid(nobody, nobody, nobody) != 0 || setresuid(nobody, nobody, nobody) != 0))
-            _exit(100);
+        alarm(seconds);
         _exit(body());
     }
     int status = 0;
     if (child < 0 || waitpid(child, &status, 0) != child) return -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+int runAsNobody(const std::function<int()>& body)
+{
+    return runInChild([&] {
+        const uid_t nobody = 65534;
+        if (geteuid() == 0 && (setresgid(nobody, nobody, nobody) != 0 || setresuid(nobody, nobody, nobody) != 0))
+            return 100;
+        return body();
+    });
 }

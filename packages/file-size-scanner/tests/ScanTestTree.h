@@ -6,12 +6,16 @@
 
 #include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
-// Real folders for the scanner tests: a fresh temporary folder and helpers that create
-// entries in it with exact sizes.
+// Real folders for the scanner tests: a fresh temporary folder (under `base`, by default
+// /dev/shm or else the system's temporary folder) and helpers that create entries in it
+// with exact sizes.
 class ScanTestTree {
 public:
-    ScanTestTree();
+    explicit ScanTestTree(const QString& base = {});
+    ~ScanTestTree();
     QString root() const { return dir_.path(); }
     std::string path(const std::string& relative = {}) const;
 
@@ -20,11 +24,18 @@ public:
     void sparseFile(const std::string& relative, qint64 logicalBytes) const;
     void symlink(const std::string& target, const std::string& relative) const;
     void hardLink(const std::string& existing, const std::string& relative) const;
+    void fifo(const std::string& relative) const;
     // `count` empty files named <prefix><n> in one folder.
     void manyFiles(const std::string& folderRelative, int count, const std::string& prefix = "f") const;
+    // A chain `levels` deep of folders named `name`, each also holding two empty sibling
+    // folders and a 4-byte file; the full paths grow far past what one system call takes.
+    void deepChain(const std::string& relative, int levels, const std::string& name);
 
 private:
+    void flattenChain(const std::string& relative, const std::string& name) const;
+
     QTemporaryDir dir_;
+    std::vector<std::pair<std::string, std::string>> chains_;
 };
 
 // What du finds for a folder, hard links counted every time: logical (apparent) bytes
@@ -32,9 +43,13 @@ private:
 struct DuTotals {
     qint64 logical = -1;
     qint64 allocated = -1;
+    bool operator==(const DuTotals&) const = default;
 };
 DuTotals duTotals(const std::string& path);
 
-// Runs `body` in a forked child with the user "nobody", so permissions hold even when the
-// tests run as root. Returns the child's exit status (0 when every check passed).
+// Runs `body` in a forked child and returns its exit status (0 when every check passed; a
+// signal gives 128 + its number). The child ends by SIGALRM after `seconds`, so a scan that
+// hangs fails the test instead of stalling it.
+int runInChild(const std::function<int()>& body, unsigned seconds = 60);
+// The same with the user "nobody", so permissions hold even when the tests run as root.
 int runAsNobody(const std::function<int()>& body);
