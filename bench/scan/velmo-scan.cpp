@@ -3,12 +3,12 @@
 //
 //   velmo-scan [-t THREADS] [--split] [--tree] FOLDER
 //     -t N     worker threads (default: one per online processor)
-//     --split  print on stderr how the time divides between the walk and the roll-ups (or,
-//              with --tree, the scan and building the final tree) and the resident memory
+//     --split  print on stderr the scan's time (and, with --tree, the final tree's) and the
+//              resident memory
 //     --tree   also build the final ScanTree, as the size map receives it
 #include "CScanKit/sg_scan.h"
+#include "FileSizeScanner/LocalFileSystemProvider.h"
 #include "FileSizeScanner/ScanTreeBuilder.h"
-#include "sg_scan_internal.h"
 
 #include <PathKit/FilePaths.h>
 
@@ -90,26 +90,17 @@ int main(int argc, char** argv)
     qsizetype treeNodes = 0;
     if (tree) {
         const auto treeStart = Clock::now();
-        auto built = ScanTreeBuilder::fromScanResult(&result, FilePaths::standardized(FilePaths::fromNative(folder, qsizetype(std::strlen(folder)))));
+        const QString root = FilePaths::standardized(FilePaths::fromNative(folder, qsizetype(std::strlen(folder))));
+        auto built = ScanTreeBuilder::fromScanResult(&result, root, LocalFileSystemProvider());
         treeSeconds = secondsSince(treeStart);
         treeResident = residentMiB();
         treeNodes = built ? built->nodesByID.size() : 0;
     }
 
-    double rollUpSeconds = 0;
-    if (split && !tree) {
-        // The finishing passes again, on their own, to see their share of the scan above.
-        const auto rollUpStart = Clock::now();
-        sg_accumulate_sizes(&result);
-        sg_build_children(&result);
-        rollUpSeconds = secondsSince(rollUpStart);
-    }
     sg_scan_result_free(&result);
 
     if (split) {
-        if (tree) std::fprintf(stderr, "sg_full_scan %.3f s", scanSeconds);
-        else std::fprintf(stderr, "walk %.3f s  roll-ups %.3f s  (sg_full_scan %.3f s)", scanSeconds - rollUpSeconds,
-                          rollUpSeconds, scanSeconds);
+        std::fprintf(stderr, "sg_full_scan %.3f s", scanSeconds);
         if (tree) std::fprintf(stderr, "  buildTree %.3f s (%lld records)", treeSeconds, static_cast<long long>(treeNodes));
         std::fprintf(stderr, "\nresident after walk %.1f MiB", walkResident);
         if (tree) std::fprintf(stderr, ", with tree %.1f MiB", treeResident);

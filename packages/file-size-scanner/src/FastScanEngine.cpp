@@ -1,6 +1,7 @@
 #include "FileSizeScanner/FastScanEngine.h"
 
 #include "FileSizeScanner/LiveScanState.h"
+#include "FileSizeScanner/LocalFileSystemProvider.h"
 #include "FileSizeScanner/ScanTreeBuilder.h"
 
 #include <PathKit/FilePaths.h>
@@ -60,7 +61,7 @@ void performScan(std::stop_token stop, const QString& rootPath, ScanUpdateChanne
     poll.request_stop();
     poll.join();
 
-    if (status == SG_SCAN_CANCELLED) {
+    if (status == SG_SCAN_CANCELLED || stop.stop_requested()) {
         channel.send({ScanUpdate::Cancelled {}});
         return;
     }
@@ -68,9 +69,14 @@ void performScan(std::stop_token stop, const QString& rootPath, ScanUpdateChanne
         channel.send({ScanUpdate::Failed {ScanFailure::rootInaccessible(rootPath)}});
         return;
     }
-    std::optional<ScanTree> tree = ScanTreeBuilder::fromScanResult(live.scanResult(), rootPath);
+    std::optional<ScanTree> tree =
+        ScanTreeBuilder::fromScanResult(live.scanResult(), rootPath, *options.packageFileSystem, stop);
     live.releaseNodes();
     const ProgressSnapshot counters = progressOf(live.scanResult(), rootPath);
+    if (stop.stop_requested()) {
+        channel.send({ScanUpdate::Cancelled {}});
+        return;
+    }
     if (!tree) {
         channel.send({ScanUpdate::Failed {ScanFailure::ioError(rootPath)}});
         return;
@@ -96,13 +102,15 @@ FastScanEngine::FastScanEngine()
 }
 
 FastScanEngine::FastScanEngine(Options options)
-    : options_(options)
+    : options_(std::move(options))
 {
+    if (!options_.packageFileSystem) options_.packageFileSystem = std::make_shared<LocalFileSystemProvider>();
 }
 
 ScanUpdateStream FastScanEngine::startScan(const QString& rootPath)
 {
     auto channel = std::make_shared<ScanUpdateChannel>(8);
+    // The thread owns copies of all it uses: a closed stream lets it go without waiting.
     std::jthread producer([channel, rootPath = FilePaths::standardized(rootPath), options = options_](std::stop_token stop) {
         performScan(stop, rootPath, *channel, options);
         channel->finish();

@@ -1,6 +1,5 @@
 #include "FileSizeScanner/ScanTreeBuilder.h"
 
-#include "FileSizeScanner/LocalFileSystemProvider.h"
 #include "FileSizeScanner/StableScanNodeID.h"
 #include "sg_scan_internal.h"
 
@@ -16,11 +15,9 @@
 
 namespace {
 
-qint64 checkedSize(uint64_t value)
+qint64 clampedSize(uint64_t value)
 {
-    if (value > uint64_t(std::numeric_limits<qint64>::max()))
-        qFatal("scan size out of range: %llu", static_cast<unsigned long long>(value));
-    return qint64(value);
+    return value > uint64_t(std::numeric_limits<qint64>::max()) ? std::numeric_limits<qint64>::max() : qint64(value);
 }
 
 ScanNodeKind kindOf(uint8_t objType)
@@ -122,8 +119,8 @@ ScanNodeRecord makeRecord(int32_t index, const sg_flat_node_t& node, const PathC
     record.isHidden = node.is_hidden != 0;
     record.isPackage = node.is_package != 0;
     record.isReadable = node.is_readable != 0;
-    record.allocatedSize = checkedSize(node.allocated_size);
-    record.logicalSize = checkedSize(node.logical_size);
+    record.allocatedSize = clampedSize(node.allocated_size);
+    record.logicalSize = clampedSize(node.logical_size);
     record.childCount = node.child_count;
     return record;
 }
@@ -142,34 +139,38 @@ QString flatPath(const sg_flat_node_t* nodes, int32_t index, const QString& root
 // Replaces each package's own size by the size of its whole content and adds the
 // difference to every ancestor. Done on the flat records before any tree record exists,
 // so that the records are built with their final sizes in one pass.
-void sizePackages(sg_flat_node_t* nodes, int32_t count, const QString& rootPath)
+void sizePackages(sg_flat_node_t* nodes, int32_t count, const QString& rootPath, const FileSystemProviding& fileSystem,
+                  const std::stop_token& stop)
 {
-    for (int32_t i = 0; i < count; ++i) {
+    for (int32_t i = 0; i < count && !stop.stop_requested(); ++i) {
         if (nodes[i].obj_type != SG_OBJ_PACKAGE) continue;
-        const auto size = ScanTreeBuilder::packageSize(flatPath(nodes, i, rootPath), checkedSize(nodes[i].allocated_size),
-                                                       checkedSize(nodes[i].logical_size));
+        const qint64 ownAllocated = clampedSize(nodes[i].allocated_size);
+        const qint64 ownLogical = clampedSize(nodes[i].logical_size);
+        const auto size = ScanTreeBuilder::packageSize(flatPath(nodes, i, rootPath), ownAllocated, ownLogical, fileSystem, stop);
         if (!size) continue;
-        const uint64_t allocatedDelta = uint64_t(size->allocated) - nodes[i].allocated_size;
-        const uint64_t logicalDelta = uint64_t(size->logical) - nodes[i].logical_size;
+        // Never negative: a package's content only adds to its own size.
+        const uint64_t allocatedDelta = uint64_t(std::max<qint64>(size->allocated - ownAllocated, 0));
+        const uint64_t logicalDelta = uint64_t(std::max<qint64>(size->logical - ownLogical, 0));
         nodes[i].allocated_size = uint64_t(size->allocated);
         nodes[i].logical_size = uint64_t(size->logical);
         if (allocatedDelta == 0 && logicalDelta == 0) continue;
         for (int32_t child = i, ancestor = nodes[i].parent_index; ancestor >= 0 && ancestor < child;
              child = ancestor, ancestor = nodes[ancestor].parent_index) {
-            nodes[ancestor].allocated_size += allocatedDelta;
-            nodes[ancestor].logical_size += logicalDelta;
+            nodes[ancestor].allocated_size = sg_size_add(nodes[ancestor].allocated_size, allocatedDelta);
+            nodes[ancestor].logical_size = sg_size_add(nodes[ancestor].logical_size, logicalDelta);
         }
     }
 }
 
 } // namespace
 
-std::optional<ScanTree> ScanTreeBuilder::fromScanResult(sg_scan_result_t* result, const QString& rootPath)
+std::optional<ScanTree> ScanTreeBuilder::fromScanResult(sg_scan_result_t* result, const QString& rootPath,
+                                                        const FileSystemProviding& packageFileSystem, std::stop_token stop)
 {
     if (!result || !result->nodes || result->node_count < 1) return std::nullopt;
     const int32_t count = result->node_count;
     sg_flat_node_t* nodes = result->nodes;
-    sizePackages(nodes, count, rootPath);
+    sizePackages(nodes, count, rootPath, packageFileSystem, stop);
 
     // The flat records are read once, front to back; what the children pass needs is kept
     // aside, so the records' memory goes back while the tree grows.
@@ -179,7 +180,10 @@ std::optional<ScanTree> ScanTreeBuilder::fromScanResult(sg_scan_result_t* result
     ScanTree tree;
     tree.nodesByID.reserve(count);
     for (int32_t i = 0; i < count; ++i) {
-        if (i % kDiscardStride == 0) sg_discard_nodes_before(result, i);
+        if (i % kDiscardStride == 0) {
+            if (stop.stop_requested()) return std::nullopt;
+            sg_discard_nodes_before(result, i);
+        }
         const PathChain::Step step = chain.add(i, nodes[i]);
         childRanges[size_t(i)] = {nodes[i].first_child, nodes[i].child_count};
         ScanNodeRecord record = makeRecord(i, nodes[i], step, chain, rootPath);
@@ -219,22 +223,27 @@ std::optional<ScanTree> ScanTreeBuilder::fromSnapshot(const sg_flat_node_t* node
     return tree;
 }
 
-std::optional<NodeSize> ScanTreeBuilder::packageSize(const QString& path, qint64 fallbackAllocated, qint64 fallbackLogical)
+std::optional<NodeSize> ScanTreeBuilder::packageSize(const QString& path, qint64 fallbackAllocated, qint64 fallbackLogical,
+                                                     const FileSystemProviding& fileSystem, std::stop_token stop)
 {
-    const LocalFileSystemProvider fileSystem;
     if (!fileSystem.resourceValues(path)) return std::nullopt;
     // Linux reports no totals for a folder, so the contents are always walked.
     NodeSize size {std::max<qint64>(fallbackAllocated, 0), std::max<qint64>(fallbackLogical, 0)};
     QList<QString> folders {path};
-    while (!folders.isEmpty()) {
+    while (!folders.isEmpty() && !stop.stop_requested()) {
         const auto entries = fileSystem.childEntries(folders.takeLast());
         if (!entries) continue;
         for (const ChildEntry& entry : *entries) {
             const qint64 logical = std::max<qint64>(entry.values.fileSize.value_or(0), 0);
-            size.logical += logical;
-            size.allocated += std::max<qint64>(entry.values.fileAllocatedSize.value_or(logical), 0);
+            size.logical = addSizes(size.logical, logical);
+            size.allocated = addSizes(size.allocated, std::max<qint64>(entry.values.fileAllocatedSize.value_or(logical), 0));
             if (entry.values.isDirectory) folders.append(entry.url);
         }
     }
     return size;
+}
+
+qint64 ScanTreeBuilder::addSizes(qint64 a, qint64 b)
+{
+    return qint64(sg_size_add(uint64_t(std::max<qint64>(a, 0)), uint64_t(std::max<qint64>(b, 0))));
 }

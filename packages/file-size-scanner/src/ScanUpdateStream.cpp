@@ -44,5 +44,8 @@ void ScanUpdateStream::close()
 {
     producer_.request_stop();
     if (channel_) channel_->close();
-    if (producer_.joinable()) producer_.join();
+    // Never joined: the producer may sit in a system call on a dead mount, and the reader is
+    // often the window's thread. It owns all it touches (the channel is shared), so it is let
+    // go and ends on its own once it sees the stop.
+    if (producer_.joinable()) producer_.detach();
 }

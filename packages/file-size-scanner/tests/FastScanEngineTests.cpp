@@ -1,4 +1,5 @@
 #include "FileSizeScanner/FastScanEngine.h"
+#include "FileSizeScanner/LocalFileSystemProvider.h"
 #include "FileSizeScanner/ScanTreeBuilder.h"
 #include "FileSizeScanner/StableScanNodeID.h"
 #include "ScanStreamReading.h"
@@ -7,6 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <future>
+#include <mutex>
+#include <thread>
 
 namespace {
 
@@ -159,6 +163,8 @@ TEST_F(FastScanEngineLargeTree, LiveTreesGrowUpToTheLimitAndKeepTheFinalIdentifi
     const auto& finished = finishedOf(updates);
     ASSERT_EQ(finished.tree.nodesByID.size(), 60 * 1001 + 1);
 
+    // The walk of 60,000 entries on one thread outlasts many 1 ms polls.
+    ASSERT_FALSE(updatesOf<ScanUpdate::IntermediateTree>(updates).empty());
     qsizetype previous = 0;
     bool sawLimit = false;
     for (const ScanUpdate& update : updates) {
@@ -194,16 +200,64 @@ TEST_F(FastScanEngineLargeTree, CancellingEndsTheStreamWithCancelled)
     EXPECT_TRUE(updatesOf<ScanUpdate::Finished>(rest).empty());
 }
 
-TEST_F(FastScanEngineLargeTree, DroppingTheStreamStopsTheScanPromptly)
-{
-    FastScanEngine engine({.pollInterval = std::chrono::milliseconds(1), .threadCount = 1});
-    const auto start = std::chrono::steady_clock::now();
+namespace {
+
+// The local file system, except that reading a folder waits until the test releases it.
+class StuckFileSystem : public FileSystemProviding {
+public:
+    std::expected<QList<ChildEntry>, FileSystemError> childEntries(const QString& path) const override
     {
-        auto stream = engine.startScan(q(tree_->path()));
-        stream.next();
-        stream.next();
+        std::call_once(reachedOnce_, [this] { reached_.set_value(); });
+        released_.wait();
+        return local_.childEntries(path);
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    std::expected<NodeResourceValues, FileSystemError> resourceValues(const QString& path) const override
+    {
+        return local_.resourceValues(path);
+    }
+
+    LocalFileSystemProvider local_;
+    mutable std::once_flag reachedOnce_;
+    mutable std::promise<void> reached_;
+    std::promise<void> release_;
+    std::shared_future<void> released_ = release_.get_future().share();
+};
+
+} // namespace
+
+// Package sizing runs after the walk, where the walker's own cancel word no longer reaches.
+TEST(FastScanEngine, StoppingWhilePackagesAreSizedCancelsOrLetsGoWithoutWaiting)
+{
+    ScanTestTree tree;
+    tree.folder("Tool.app");
+    tree.file("Tool.app/binary", 100);
+    for (const bool closeInstead : {false, true}) {
+        auto fs = std::make_shared<StuckFileSystem>();
+        auto reached = fs->reached_.get_future();
+        const std::weak_ptr<StuckFileSystem> watched = fs;
+        std::vector<ScanUpdate> rest;
+        {
+            FastScanEngine engine({.packageFileSystem = fs});
+            auto stream = engine.startScan(q(tree.path()));
+            reached.wait();
+            if (closeInstead) {
+                auto closing = std::async(std::launch::async, [&] { stream.close(); });
+                EXPECT_EQ(closing.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+            } else {
+                stream.cancel();
+            }
+            fs->release_.set_value();
+            fs.reset();
+            if (!closeInstead) rest = readAll(stream);
+        }
+        if (!closeInstead) {
+            ASSERT_FALSE(rest.empty());
+            EXPECT_TRUE(std::holds_alternative<ScanUpdate::Cancelled>(rest.back().value));
+            EXPECT_TRUE(updatesOf<ScanUpdate::Finished>(rest).empty());
+        }
+        for (int i = 0; i < 1000 && !watched.expired(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        EXPECT_TRUE(watched.expired()) << closeInstead;
+    }
 }
 
 TEST(ScanTreeBuilder, SnapshotRootNamesFallBackToThePath)

@@ -5,9 +5,9 @@
 #include <memory>
 #include <thread>
 
-// The reader's end of one scan: the updates in order, then the end. Owns the scan's
-// thread. Dropping the stream cancels the scan and waits for its thread, which the walker
-// lets go within a fraction of a second.
+// The reader's end of one scan: the updates in order, then the end. Dropping the stream
+// cancels the scan and returns at once: the scan's thread owns everything it uses and ends
+// on its own, even when it is stuck in a system call at that moment.
 class ScanUpdateStream {
 public:
     ScanUpdateStream(std::shared_ptr<ScanUpdateChannel> channel, std::jthread producer);
@@ -23,7 +23,7 @@ public:
     // Asks the scan to stop; the stream goes on and ends with `cancelled` (or with what
     // the scan had already sent).
     void cancel();
-    // Stops reading: cancels the scan, drops what waits and joins the scan's thread.
+    // Stops reading: cancels the scan and drops what waits. Never waits for the scan's thread.
     void close();
 
 private:
