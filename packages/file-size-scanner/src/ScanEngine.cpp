@@ -1,5 +1,6 @@
 #include "FileSizeScanner/ScanEngine.h"
 
+#include "FileSizeScanner/ScanTreeBuilder.h"
 #include "FileSizeScanner/StableScanNodeID.h"
 
 #include <PathKit/FilePaths.h>
@@ -60,33 +61,36 @@ private:
     ProgressCounters counters_;
 };
 
+// A folder's records below it and their sizes: each entry's own size plus, for folders,
+// everything below them, as du counts.
 struct BranchResult {
     QHash<QUuid, ScanNodeRecord> nodesByID;
     QHash<QUuid, QList<QUuid>> childIDsByParentID;
     qint64 allocatedSize = 0;
     qint64 logicalSize = 0;
+
+    void add(qint64 allocated, qint64 logical)
+    {
+        allocatedSize = ScanTreeBuilder::addSizes(allocatedSize, allocated);
+        logicalSize = ScanTreeBuilder::addSizes(logicalSize, logical);
+    }
 };
 
-struct Totals {
-    qint64 allocated = 0;
-    qint64 logical = 0;
-};
-
-// Folds a folder's branch into the records above it and gives the folder the branch's sizes.
+// Folds a folder's branch into the records above it: the folder keeps its own size and gains
+// the branch's, and so do the totals of the folder holding it.
 void merge(BranchResult&& branch, const QUuid& directoryID, QHash<QUuid, ScanNodeRecord>& nodes,
-           QHash<QUuid, QList<QUuid>>& childIDsByParentID, Totals& totals)
+           QHash<QUuid, QList<QUuid>>& childIDsByParentID, BranchResult& totals)
 {
     const qsizetype childCount = branch.childIDsByParentID.value(directoryID).size();
     nodes.insert(branch.nodesByID);
     childIDsByParentID.insert(branch.childIDsByParentID);
     auto directory = nodes.find(directoryID);
     if (directory != nodes.end()) {
-        directory->allocatedSize = branch.allocatedSize;
-        directory->logicalSize = branch.logicalSize;
+        directory->allocatedSize = ScanTreeBuilder::addSizes(directory->allocatedSize, branch.allocatedSize);
+        directory->logicalSize = ScanTreeBuilder::addSizes(directory->logicalSize, branch.logicalSize);
         directory->childCount = int(childCount);
     }
-    totals.allocated += branch.allocatedSize;
-    totals.logical += branch.logicalSize;
+    totals.add(branch.allocatedSize, branch.logicalSize);
 }
 
 class RecursiveScan {
@@ -122,15 +126,15 @@ public:
                 continue;
             }
             ScanNodeRecord record = recordFor(entry, parentID);
+            if (record.kind == ScanNodeKind::package && !sizePackage(record)) return std::unexpected(Cancelled {});
             progress_.add({.itemsScanned = 1});
             if (record.kind == ScanNodeKind::directory) {
                 progress_.add({.directoriesScanned = 1});
                 queued.emplace_back(record.id, entry.url);
             } else {
                 progress_.add({.filesScanned = 1});
-                branch.allocatedSize += record.allocatedSize;
-                branch.logicalSize += record.logicalSize;
             }
+            branch.add(record.allocatedSize, record.logicalSize);
             childIDs.append(record.id);
             branch.nodesByID.insert(record.id, std::move(record));
         }
@@ -142,20 +146,31 @@ public:
             progress_.yieldProgress(url);
             return branch;
         } else {
-            Totals totals;
             for (const auto& [id, childURL] : queued) {
                 auto child = scanChildren(childURL, id, false, depth + 1);
                 if (!child) return std::unexpected(child.error());
-                merge(std::move(*child), id, branch.nodesByID, branch.childIDsByParentID, totals);
+                merge(std::move(*child), id, branch.nodesByID, branch.childIDsByParentID, branch);
             }
-            branch.allocatedSize += totals.allocated;
-            branch.logicalSize += totals.logical;
         }
         progress_.yieldProgress(url);
         return branch;
     }
 
 private:
+    // A package is one leaf sized by its whole content, as the fast engine sizes it; false
+    // when the scan was stopped meanwhile.
+    bool sizePackage(ScanNodeRecord& record) const
+    {
+        const auto size =
+            ScanTreeBuilder::packageSize(record.url, record.allocatedSize, record.logicalSize, fileSystem_, stop_);
+        if (stop_.stop_requested()) return false;
+        if (size) {
+            record.allocatedSize = size->allocated;
+            record.logicalSize = size->logical;
+        }
+        return true;
+    }
+
     ScanNodeRecord recordFor(const ChildEntry& entry, const QUuid& parentID) const
     {
         const NodeSize size = sizing_.resolveSize(entry.values);
@@ -192,13 +207,10 @@ private:
         work();
         helpers.clear();
 
-        Totals totals;
         for (size_t k = 0; k < queued.size(); ++k) {
             if (!results[k]->has_value()) return results[k]->error();
-            merge(std::move(**results[k]), queued[k].first, branch.nodesByID, branch.childIDsByParentID, totals);
+            merge(std::move(**results[k]), queued[k].first, branch.nodesByID, branch.childIDsByParentID, branch);
         }
-        branch.allocatedSize += totals.allocated;
-        branch.logicalSize += totals.logical;
         return std::nullopt;
     }
 
@@ -234,11 +246,16 @@ std::expected<ScanUpdate::Finished, ScanStop> scanTree(const QString& rootPath, 
     progress.add({.itemsScanned = 1, .directoriesScanned = 1});
     progress.yieldProgress(std::nullopt);
 
-    if (!values->isPackage) {
+    if (values->isPackage) {
+        const auto packageSize = ScanTreeBuilder::packageSize(rootPath, root.allocatedSize, root.logicalSize, fileSystem, stop);
+        if (stop.stop_requested()) return std::unexpected(Cancelled {});
+        if (packageSize) tree.nodesByID[root.id].allocatedSize = packageSize->allocated;
+        if (packageSize) tree.nodesByID[root.id].logicalSize = packageSize->logical;
+    } else {
         RecursiveScan scan(fileSystem, sizing, std::move(stop), progress);
         auto branch = scan.scanChildren(rootPath, root.id, true, 0);
         if (!branch) return std::unexpected(branch.error());
-        Totals totals;
+        BranchResult totals;
         merge(std::move(*branch), root.id, tree.nodesByID, tree.childIDsByParentID, totals);
     }
 

@@ -71,17 +71,25 @@ TEST(LocalFileSystemProvider, FailuresCarryTheErrorAndPath)
     EXPECT_TRUE(values->isDirectory && values->isPackage && values->isReadable);
 }
 
-TEST(LocalFileSystemProvider, UnreadableFolderFailsForAnOrdinaryUser)
+TEST(LocalFileSystemProvider, FoldersWhoseNamesCannotBeReachedFailAsWholes)
 {
     ScanTestTree tree;
     tree.folder("locked", 0700);
     tree.file("locked/f", 1);
-    const QString locked = tree.root() + "/locked";
+    tree.folder("unsearchable", 0744); // names readable by others, entries not reachable
+    tree.file("unsearchable/f", 1);
+    const QString root = tree.root();
     const int status = runAsNobody([&] {
         const LocalFileSystemProvider fs;
-        const auto entries = fs.childEntries(locked);
-        const auto values = fs.resourceValues(locked);
-        return (!entries && entries.error().code == EACCES && values && !values->isReadable) ? 0 : 1;
+        int failures = 0;
+        for (const QString name : {"locked", "unsearchable"}) {
+            const auto entries = fs.childEntries(root + "/" + name);
+            failures += entries || entries.error().code != EACCES;
+            // Its attributes can still be read, which is all du needs to count it.
+            const auto values = fs.resourceValues(root + "/" + name);
+            failures += !values || !values->isReadable;
+        }
+        return failures;
     });
     EXPECT_EQ(status, 0);
 }

@@ -10,8 +10,9 @@
 // file system. Folders near the top (depth below 3) are read in parallel.
 //
 // Updates: started, progress (one per folder done), then progress + finished, or failed,
-// or cancelled. Unreadable entries get no record; they count in itemsScanned and
-// unreadableCount.
+// or cancelled. Sizes count like du and like FastScanEngine: every record carries its own
+// size, a folder adds everything below it, a package is one leaf sized by its content.
+// Unreadable entries get no record; they count in itemsScanned and unreadableCount.
 class ScanEngine : public ScanEngineProviding {
 public:
     explicit ScanEngine(std::shared_ptr<const FileSystemProviding> fileSystem,
