@@ -43,7 +43,6 @@ private:
 struct DuTotals {
     qint64 logical = -1;
     qint64 allocated = -1;
-    bool operator==(const DuTotals&) const = default;
 };
 DuTotals duTotals(const std::string& path);
 
