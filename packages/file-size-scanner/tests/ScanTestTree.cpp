@@ -51,7 +51,6 @@ ScanTestTree::ScanTestTree(const QString& base)
 
 ScanTestTree::~ScanTestTree()
 {
-    for (const auto& [relative, name] : chains_) flattenChain(relative, name);
     const std::string command = "chmod -R u+rwx '" + path() + "' 2>/dev/null; rm -rf '" + path() + "'";
     if (std::system(command.c_str()) != 0) std::fprintf(stderr, "could not remove %s\n", path().c_str());
 }
@@ -109,7 +108,7 @@ void ScanTestTree::manyFiles(const std::string& folderRelative, int count, const
     }
 }
 
-void ScanTestTree::deepChain(const std::string& relative, int levels, const std::string& name)
+void ScanTestTree::deepChain(const std::string& relative, int levels, const std::string& name) const
 {
     int fd = open(path(relative).c_str(), O_RDONLY | O_DIRECTORY);
     for (int level = 0; level < levels && fd >= 0; ++level) {
@@ -128,24 +127,6 @@ void ScanTestTree::deepChain(const std::string& relative, int levels, const std:
     }
     check(fd >= 0, "deep chain");
     close(fd);
-    chains_.emplace_back(relative, name);
-}
-
-// rm takes minutes on a chain thousands of folders deep; moving each link up to the top
-// first leaves a flat folder it removes at once.
-void ScanTestTree::flattenChain(const std::string& relative, const std::string& name) const
-{
-    const int top = open(path(relative).c_str(), O_RDONLY | O_DIRECTORY);
-    std::string head = name;
-    for (int k = 0; top >= 0; ++k) {
-        const int fd = openat(top, head.c_str(), O_RDONLY | O_DIRECTORY);
-        const std::string next = "flat" + std::to_string(k);
-        const bool moved = fd >= 0 && renameat(fd, name.c_str(), top, next.c_str()) == 0;
-        if (fd >= 0) close(fd);
-        if (!moved) break;
-        head = next;
-    }
-    if (top >= 0) close(top);
 }
 
 DuTotals duTotals(const std::string& path)

@@ -6,8 +6,6 @@
 
 #include <functional>
 #include <string>
-#include <utility>
-#include <vector>
 
 // Real folders for the scanner tests: a fresh temporary folder (under `base`, by default
 // /dev/shm or else the system's temporary folder) and helpers that create entries in it
@@ -29,13 +27,10 @@ public:
     void manyFiles(const std::string& folderRelative, int count, const std::string& prefix = "f") const;
     // A chain `levels` deep of folders named `name`, each also holding two empty sibling
     // folders and a 4-byte file; the full paths grow far past what one system call takes.
-    void deepChain(const std::string& relative, int levels, const std::string& name);
+    void deepChain(const std::string& relative, int levels, const std::string& name) const;
 
 private:
-    void flattenChain(const std::string& relative, const std::string& name) const;
-
     QTemporaryDir dir_;
-    std::vector<std::pair<std::string, std::string>> chains_;
 };
 
 // What du finds for a folder, hard links counted every time: logical (apparent) bytes

@@ -230,12 +230,12 @@ TEST(SgScan, SnapshotsDuringAWalkAreWholeBatchesWithConsistentSums)
     sg_scan_result_t result {};
     int32_t cancel = 0;
     std::atomic<bool> done = false;
+    std::vector<sg_flat_node_t> buffer(20000);
     std::thread walker([&] {
         sg_full_scan_with_threads(tree.path().c_str(), &result, &cancel, 2);
         done = true;
     });
     // Workers write their batches outside the lock; a snapshot must still never see a half-written one.
-    std::vector<sg_flat_node_t> buffer(20000);
     int partial = 0;
     for (int32_t count; !done;) {
         if ((count = sg_snapshot_nodes(&result, buffer.data(), int32_t(buffer.size()))) < 1) continue;
