@@ -29,7 +29,7 @@ enum {
     MAX_KEPT_HANDLES = 1024,   /* folders kept open for their subfolders, at most */
     HIDDEN_LIST_LIMIT = 1 << 20,
     MOUNT_TABLE_REREADS = 4,   /* a walk re-reads the mount table this often for mounts made meanwhile */
-    OPEN_RETRIES = 200,        /* out of descriptors: tries, OPEN_RETRY_WAIT_MS apart, before a folder counts unreadable */
+    OPEN_RETRIES = 200,        /* out of descriptors: waits of OPEN_RETRY_WAIT_MS a walk may spend for one to come back */
     OPEN_RETRY_WAIT_MS = 5,
     NAMES_INITIAL = 64 * 1024,
     POPULATE_AHEAD = 2 * 1024 * 1024, /* node memory made present ahead of the writers, bytes */
@@ -99,6 +99,7 @@ typedef struct sg_context {
     sg_dir_handle_t root;
     int32_t open_handles;
     int32_t handle_cap;
+    int32_t open_retries;
     struct sg_mount_check mounts;
 } sg_context_t;
 
@@ -604,12 +605,14 @@ int sg_open_below(int dir_fd, const char* relative)
 
 static int open_work_directory(sg_context_t* context, const sg_work_t* item)
 {
-    for (int attempt = 0;; attempt++) {
+    for (;;) {
         int fd = sg_open_below(item->anchor->fd, item->relative);
-        if (fd >= 0 || (errno != EMFILE && errno != ENFILE) || attempt == OPEN_RETRIES
-            || is_cancelled(context->cancel_flag))
+        if (fd >= 0 || (errno != EMFILE && errno != ENFILE) || is_cancelled(context->cancel_flag)
+            || __atomic_sub_fetch(&context->open_retries, 1, __ATOMIC_RELAXED) < 0)
             return fd;
-        /* Out of descriptors: keep fewer folders open from now on, and wait for one to come back. */
+        /* Out of descriptors: keep fewer folders open from now on, and wait for one to come back.
+           The waits are shared by the whole walk, so a process that stays out of descriptors
+           costs a scan one second, not one per folder. */
         int32_t open_now = __atomic_load_n(&context->open_handles, __ATOMIC_RELAXED);
         __atomic_store_n(&context->handle_cap, open_now / 2, __ATOMIC_RELAXED);
         struct timespec wait = {0, OPEN_RETRY_WAIT_MS * 1000000L};
@@ -906,6 +909,7 @@ int32_t sg_full_scan_with_threads(const char* path, sg_scan_result_t* result, in
             context->cancel_flag = cancel_flag;
             context->root = (sg_dir_handle_t) {root_fd, 1};
             context->handle_cap = kept_handle_cap(thread_count);
+            context->open_retries = OPEN_RETRIES;
             context->mounts.root_major = root_sx.stx_dev_major;
             context->mounts.root_minor = root_sx.stx_dev_minor;
             context->mounts.table = table;
