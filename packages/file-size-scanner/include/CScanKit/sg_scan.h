@@ -9,9 +9,11 @@
  *
  * Sizes follow what du counts for each object on its own: allocated is
  * st_blocks * 512 and logical is st_size, for every kind of object. After a
- * finished scan a directory's sizes include its whole subtree. Symbolic links
- * are never followed; a package directory is a leaf carrying only its own size.
- * Hard links are not detected: each directory entry counts.
+ * finished scan a directory's sizes include its whole subtree, held at INT64_MAX
+ * rather than wrapping. Symbolic links are never followed; a package directory
+ * is a leaf carrying only its own size. Hard links are not detected: each
+ * directory entry counts. Other volumes below the root are crossed; pseudo file
+ * systems (proc, sysfs, autofs, ...) are never entered, nor automounts triggered.
  */
 
 #include <stdint.h>
