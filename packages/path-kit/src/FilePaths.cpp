@@ -71,35 +71,40 @@ QString FilePaths::fromNative(const char* bytes, qsizetype length)
 
 QByteArray FilePaths::toNative(QStringView path)
 {
-    QByteArray out;
-    out.reserve(path.size() * 3);
-    const char16_t* s = path.utf16();
+    // Written through a pointer into room for the longest outcome: paths are
+    // converted for every system call, so this is a hot loop.
     const qsizetype n = path.size();
+    QByteArray out(n * 3, Qt::Uninitialized);
+    char* o = out.data();
+    const char16_t* s = path.utf16();
     for (qsizetype i = 0; i < n; ++i) {
-        char16_t u = s[i];
+        const char16_t u = s[i];
         if (u < 0x80) {
-            out.append(char(u));
+            *o++ = char(u);
         } else if (isEscapedByte(u)) {
-            out.append(char(u - kEscapeBase));
+            *o++ = char(u - kEscapeBase);
         } else if (u < 0x800) {
-            out.append(char(0xC0 | (u >> 6)));
-            out.append(char(0x80 | (u & 0x3F)));
+            *o++ = char(0xC0 | (u >> 6));
+            *o++ = char(0x80 | (u & 0x3F));
         } else if (u >= 0xD800 && u <= 0xDBFF && i + 1 < n && s[i + 1] >= 0xDC00 && s[i + 1] <= 0xDFFF) {
-            char32_t code = 0x10000 + ((char32_t(u) - 0xD800) << 10) + (s[i + 1] - 0xDC00);
+            const char32_t code = 0x10000 + ((char32_t(u) - 0xD800) << 10) + (s[i + 1] - 0xDC00);
             ++i;
-            out.append(char(0xF0 | (code >> 18)));
-            out.append(char(0x80 | ((code >> 12) & 0x3F)));
-            out.append(char(0x80 | ((code >> 6) & 0x3F)));
-            out.append(char(0x80 | (code & 0x3F)));
+            *o++ = char(0xF0 | (code >> 18));
+            *o++ = char(0x80 | ((code >> 12) & 0x3F));
+            *o++ = char(0x80 | ((code >> 6) & 0x3F));
+            *o++ = char(0x80 | (code & 0x3F));
         } else if (u >= 0xD800 && u <= 0xDFFF) {
             // A lone surrogate that is no escape has no bytes; keep something visible.
-            out.append("\xEF\xBF\xBD");
+            *o++ = char(0xEF);
+            *o++ = char(0xBF);
+            *o++ = char(0xBD);
         } else {
-            out.append(char(0xE0 | (u >> 12)));
-            out.append(char(0x80 | ((u >> 6) & 0x3F)));
-            out.append(char(0x80 | (u & 0x3F)));
+            *o++ = char(0xE0 | (u >> 12));
+            *o++ = char(0x80 | ((u >> 6) & 0x3F));
+            *o++ = char(0x80 | (u & 0x3F));
         }
     }
+    out.truncate(o - out.constData());
     return out;
 }
 

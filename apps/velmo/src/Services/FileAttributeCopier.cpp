@@ -42,12 +42,23 @@ mode_t keptMode(const struct stat& source, bool isOwnerKept)
 FileAttributeCopier::Result FileAttributeCopier::applyTo(int fd, const struct stat& source,
                                                         const QByteArray& attributeSource)
 {
-    const auto owned = calls.setOwner(fd, source.st_uid, source.st_gid);
-    if (const auto checked = tolerated(owned); !checked) return checked;
+    // Owner and mode are set only where they differ: each change is a metadata
+    // write, which many small files would pay for (most copies are the user's own).
+    const auto current = calls.fileStatus(fd);
+    const bool isOwned = current && current->st_uid == source.st_uid && current->st_gid == source.st_gid;
+    bool isOwnerKept = isOwned;
+    if (!isOwned) {
+        const auto owned = calls.setOwner(fd, source.st_uid, source.st_gid);
+        if (const auto checked = tolerated(owned); !checked) return checked;
+        isOwnerKept = owned.has_value();
+    }
+    bool isModeTouched = false;
     if (!attributeSource.isEmpty())
-        if (const auto copied = copyExtendedAttributes(fd, attributeSource); !copied) return copied;
+        if (const auto copied = copyExtendedAttributes(fd, attributeSource, isModeTouched); !copied) return copied;
     // The mode after the ACL: both describe the same bits, and the mode is the source's.
-    if (const auto moded = tolerated(calls.setMode(fd, keptMode(source, owned.has_value()))); !moded) return moded;
+    const mode_t mode = keptMode(source, isOwnerKept);
+    if (!current || (current->st_mode & 07777) != mode || isModeTouched)
+        if (const auto moded = tolerated(calls.setMode(fd, mode)); !moded) return moded;
     const struct timespec times[2] = {source.st_atim, source.st_mtim};
     return tolerated(calls.setTimes(fd, times));
 }
@@ -64,7 +75,8 @@ FileAttributeCopier::Result FileAttributeCopier::applyAt(const QByteArray& path,
     return tolerated(calls.setTimesAt(path, times));
 }
 
-FileAttributeCopier::Result FileAttributeCopier::copyExtendedAttributes(int fd, const QByteArray& attributeSource)
+FileAttributeCopier::Result FileAttributeCopier::copyExtendedAttributes(int fd, const QByteArray& attributeSource,
+                                                                       bool& isModeTouched)
 {
     // Best effort: a source whose attributes cannot be read has none to give.
     const auto names = calls.attributeNames(attributeSource);
@@ -74,6 +86,7 @@ FileAttributeCopier::Result FileAttributeCopier::copyExtendedAttributes(int fd, 
         const auto value = calls.attribute(attributeSource, name);
         if (!value) continue;
         if (const auto set = tolerated(calls.setAttribute(fd, name, *value), isAttributeRefusal); !set) return set;
+        isModeTouched = isModeTouched || name.startsWith("system.posix_acl");
     }
     return {};
 }

@@ -20,7 +20,8 @@ public:
     Result applyAt(const QByteArray& path, const struct stat& source);
 
 private:
-    Result copyExtendedAttributes(int fd, const QByteArray& attributeSource);
+    // `isModeTouched` turns true when an ACL was set: an ACL rewrites the mode's group bits.
+    Result copyExtendedAttributes(int fd, const QByteArray& attributeSource, bool& isModeTouched);
 
     FileSystemCalls& calls;
 };

@@ -70,15 +70,11 @@ FileItemOperations::Result FileItemOperations::copyRegularFile(const QByteArray&
                                                                SourceAfterCopy sourceAfterCopy)
 {
     // O_NOFOLLOW and O_NONBLOCK: what replaced the file since it was looked at
-    // is neither followed nor waited for, and the check below refuses it.
+    // is neither followed nor waited for, and the check after copying refuses it.
     const auto sourceFd = calls.open(source, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0);
     if (!sourceFd) return failure(sourceFd.error(), sourceURL);
     const auto closeSource = qScopeGuard([&] { calls.close(*sourceFd); });
-    const auto opened = calls.fileStatus(*sourceFd);
-    if (!opened) return failure(opened.error(), sourceURL);
-    if (!S_ISREG(opened->st_mode) || !isSameFile(*opened, status)) return failure(kChangedWhileCopying, sourceURL);
-
-    const auto partial = createPartialFile(destination);
+    const auto partial = createPartialFile(destination, status.st_mode & 0777);
     if (!partial) return failure(partial.error(), destinationURL);
     const auto discard = [&](int code, const QString& path) {
         calls.close(partial->fd);
@@ -86,7 +82,7 @@ FileItemOperations::Result FileItemOperations::copyRegularFile(const QByteArray&
         return failure(code, path);
     };
 
-    const auto copied = data.copy(*sourceFd, partial->fd, *opened);
+    const auto copied = data.copy(*sourceFd, partial->fd, status);
     if (!copied) return discard(copied.error(), destinationURL);
     // Read to the end, the copy holds what the source holds now; one that is
     // shorter than the source ever was is not a copy. A source about to go must
@@ -94,11 +90,12 @@ FileItemOperations::Result FileItemOperations::copyRegularFile(const QByteArray&
     // say they are empty may hold generated content of any length.
     const auto now = calls.fileStatus(*sourceFd);
     if (!now) return discard(now.error(), sourceURL);
-    const bool isGenerated = now->st_size == 0 && opened->st_size == 0;
+    if (!S_ISREG(now->st_mode) || !isSameFile(*now, status)) return discard(kChangedWhileCopying, sourceURL);
+    const bool isGenerated = now->st_size == 0 && status.st_size == 0;
     const bool isWhole = *copied == now->st_size
-        || (sourceAfterCopy == SourceAfterCopy::kept && *copied >= opened->st_size);
+        || (sourceAfterCopy == SourceAfterCopy::kept && *copied >= status.st_size);
     if (!isGenerated && !isWhole) return discard(kChangedWhileCopying, sourceURL);
-    if (const auto kept = attributes.applyTo(partial->fd, *opened, source); !kept)
+    if (const auto kept = attributes.applyTo(partial->fd, status, source); !kept)
         return discard(kept.error(), destinationURL);
 
     // Only a complete file takes the name: a crash before this leaves no
@@ -114,11 +111,13 @@ FileItemOperations::Result FileItemOperations::copyRegularFile(const QByteArray&
 }
 
 FileSystemCalls::Result<FileItemOperations::PartialFile> FileItemOperations::createPartialFile(
-    const QByteArray& destination)
+    const QByteArray& destination, mode_t mode)
 {
+    // Made with the source's permission bits, so that most files need no change
+    // of mode later: unnamed or hidden, nobody finds the file before it is whole.
     const QByteArray folder = parentOf(destination);
     if (canCreateUnnamedFiles) {
-        const auto fd = calls.createUnnamed(folder, 0600);
+        const auto fd = calls.createUnnamed(folder, mode);
         if (fd) return PartialFile{*fd, {}};
         if (!meansNoUnnamedFiles(fd.error())) return std::unexpected(fd.error());
         canCreateUnnamedFiles = false;
@@ -126,7 +125,7 @@ FileSystemCalls::Result<FileItemOperations::PartialFile> FileItemOperations::cre
     for (int attempt = 0;; ++attempt) {
         const QByteArray name = ".velmo-partial-" + QByteArray::number(QRandomGenerator::global()->generate64(), 36);
         const QByteArray path = folder + (folder.endsWith('/') ? "" : "/") + name;
-        const auto fd = calls.open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        const auto fd = calls.open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
         if (fd) return PartialFile{*fd, path};
         if (fd.error() != EEXIST || attempt == 100) return std::unexpected(fd.error());
     }

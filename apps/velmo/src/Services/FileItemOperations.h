@@ -76,7 +76,7 @@ private:
         int fd = -1;
         QByteArray temporaryPath; // empty for an unnamed file
     };
-    FileSystemCalls::Result<PartialFile> createPartialFile(const QByteArray& destination);
+    FileSystemCalls::Result<PartialFile> createPartialFile(const QByteArray& destination, mode_t mode);
     FileSystemCalls::Result<void> namePartialFile(const PartialFile& file, const QByteArray& destination);
     Result copySpecialItem(const QByteArray& source, const QByteArray& destination, const struct stat& status,
                            const QString& sourceURL, const QString& destinationURL);
