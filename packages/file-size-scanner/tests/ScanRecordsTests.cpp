@@ -1,5 +1,4 @@
 #include "FileSizeScanner/NodeSizingService.h"
-#include "FileSizeScanner/ScanFailure.h"
 #include "FileSizeScanner/ScanTree.h"
 #include "FileSizeScanner/StableScanNodeID.h"
 
@@ -40,16 +39,6 @@ TEST(NodeSizingService, PrefersTotalsThenFileValuesAndNeverGoesNegative)
         {{.fileAllocatedSize = -1, .fileSize = 7}, {0, 7}},
     };
     for (const Case& c : cases) EXPECT_EQ(sizing.resolveSize(c.values), c.expected);
-}
-
-TEST(ScanFailure, MessagesAndEquality)
-{
-    EXPECT_EQ(ScanFailure::rootInaccessible("/a b/%20").message(), "Could not access folder: /a b/%20");
-    EXPECT_EQ(ScanFailure::ioError("/x").message(), "An I/O error occurred while scanning: /x");
-    EXPECT_EQ(ScanFailure::bookmarkResolutionFailed().message(), "Stored folder access could not be restored.");
-    EXPECT_EQ(ScanFailure::ioError("/x"), ScanFailure::ioError("/x"));
-    EXPECT_NE(ScanFailure::ioError("/x"), ScanFailure::rootInaccessible("/x"));
-    EXPECT_NE(ScanFailure::ioError("/x"), ScanFailure::ioError("/y"));
 }
 
 namespace {
