@@ -42,7 +42,6 @@ public:
 
     FileItemOperations& operations() { return items; }
     const FileTransferPlanner& planner() const { return transferPlanner; }
-    FileSystemCalls& systemCalls() { return calls; }
 
 private:
     struct MoveUndo;
