@@ -18,7 +18,8 @@ public:
     virtual ~FileTransferProviding() = default;
 
     // A stop keeps the finished top-level copies (FileTransferCancellation::copied);
-    // any other failure removes every copy this call made.
+    // any other failure takes back exactly what this call made, never anything
+    // another program put among it.
     virtual std::expected<FileCopyResult, FileTransferError> copyItems(const QStringList& sources,
                                                                        const QString& destinationURL,
                                                                        std::stop_token stop,
@@ -32,7 +33,9 @@ public:
                                                                        const ProgressHandler& progress = {}) const = 0;
 
     // A stop keeps the finished top-level moves (FileTransferCancellation::moved)
-    // and moves the interrupted one back; any other failure moves everything back.
+    // and moves the interrupted one back; any other failure moves everything back,
+    // entry by entry. Across file systems a source is removed only once its copy
+    // is complete and flushed to disk.
     virtual std::expected<FileMoveBatchResult, FileTransferError> moveItems(const QStringList& sources,
                                                                            const QString& destinationURL,
                                                                            std::stop_token stop,
