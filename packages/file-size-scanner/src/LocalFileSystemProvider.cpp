@@ -4,6 +4,7 @@
 #include "sg_mounts.h"
 #include "sg_scan_internal.h"
 
+#include <PathKit/FileDescriptor.h>
 #include <PathKit/FilePaths.h>
 #include <PathKit/HiddenFileList.h>
 
@@ -20,23 +21,6 @@ namespace {
 constexpr unsigned kStatxMask = STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_BLOCKS | STATX_MNT_ID;
 constexpr int kMountTableRereads = 4;
 
-class Descriptor {
-public:
-    explicit Descriptor(int fd = -1)
-        : fd_(fd)
-    {
-    }
-    ~Descriptor()
-    {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 NodeResourceValues valuesFromStat(const QString& name, const QByteArray& nativeName, const struct statx& sx,
                                   bool isListedHidden)
@@ -66,7 +50,7 @@ int openParent(const QByteArray& native, QByteArray& name)
     name = native.mid(slash + 1);
     const QByteArray parent = slash == 0 ? QByteArray("/") : native.left(slash);
     if (parent.size() < PATH_MAX) return ::open(parent.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const Descriptor root(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const FileDescriptor root(::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return root.get() < 0 ? -1 : sg_open_below(root.get(), parent.constData() + 1);
 }
 
@@ -113,14 +97,14 @@ std::expected<QList<ChildEntry>, FileSystemError> LocalFileSystemProvider::child
 {
     const QString folder = FilePaths::standardized(path);
     QByteArray lastName;
-    const Descriptor parent(openParent(FilePaths::toNative(folder), lastName));
+    const FileDescriptor parent(openParent(FilePaths::toNative(folder), lastName));
     if (parent.get() < 0) return std::unexpected(FileSystemError {errno, folder});
     // Checked before opening: an automount point would be triggered, a pseudo file system is not disk usage.
     struct statx self {};
     if (statx(parent.get(), lastName.constData(), AT_NO_AUTOMOUNT, kStatxMask, &self) != 0)
         return std::unexpected(FileSystemError {errno, folder});
     if (mounts_->isPseudo(self)) return QList<ChildEntry>();
-    const Descriptor directory(openat(parent.get(), lastName.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const FileDescriptor directory(openat(parent.get(), lastName.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (directory.get() < 0) return std::unexpected(FileSystemError {errno, folder});
     // A second descriptor for reading, so the first stays usable for statx.
     const int readFd = dup(directory.get());
@@ -172,7 +156,7 @@ std::expected<NodeResourceValues, FileSystemError> LocalFileSystemProvider::reso
 {
     const QString standardized = FilePaths::standardized(path);
     QByteArray nativeName;
-    const Descriptor parent(openParent(FilePaths::toNative(standardized), nativeName));
+    const FileDescriptor parent(openParent(FilePaths::toNative(standardized), nativeName));
     if (parent.get() < 0) return std::unexpected(FileSystemError {errno, standardized});
     struct statx sx {};
     if (statx(parent.get(), nativeName.constData(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, kStatxMask, &sx) != 0)

@@ -1,5 +1,6 @@
 #include "Services/DirectoryListingService.h"
 
+#include "PathKit/FileDescriptor.h"
 #include "PathKit/FilePaths.h"
 #include "Services/FileKindResolver.h"
 #include "Services/PackageNames.h"
@@ -27,20 +28,6 @@ struct RawName {
     unsigned char type;
 };
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int fd) : fd_(fd) { }
-    ~FileDescriptor()
-    {
-        if (fd_ >= 0) ::close(fd_);
-    }
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    int get() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 std::optional<QDateTime> dateFrom(const statx_timestamp& ts)
 {

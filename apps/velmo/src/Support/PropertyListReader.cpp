@@ -1,6 +1,7 @@
 #include "Support/PropertyListReader.h"
 
 #include "PathKit/FilePaths.h"
+#include "PathKit/RegularFile.h"
 
 #include <QDateTime>
 #include <QTimeZone>
@@ -233,27 +234,12 @@ std::optional<QVariant> PropertyListReader::parse(const QByteArray& bytes)
 
 std::optional<QVariantMap> PropertyListReader::readDictionary(const QString& path)
 {
-    // Only a regular file is read. Opening a pipe named Info.plist would wait for
-    // a writer, and opening a device may act on it: neither is opened. O_NONBLOCK
-    // and the second look, on the descriptor, cover a swap in between.
-    const QByteArray native = FilePaths::toNative(path);
-    struct stat status {};
-    if (::stat(native.constData(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-    const int fd = ::open(native.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (fd < 0) return std::nullopt;
-    // Info.plist files are small; a huge one is not a bundle's.
-    constexpr qint64 kSizeLimit = 16 * 1024 * 1024;
-    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > kSizeLimit) {
-        ::close(fd);
-        return std::nullopt;
-    }
-    QByteArray bytes;
-    char buffer[16384];
-    ssize_t n = 0;
-    while ((n = ::read(fd, buffer, sizeof buffer)) > 0 && bytes.size() < kSizeLimit) bytes.append(buffer, n);
-    ::close(fd);
-    if (n < 0) return std::nullopt;
-    auto value = parse(bytes);
+    // Info.plist files are small; a huge one is not a bundle's. A pipe or device
+    // in its place is never opened.
+    const auto bytes = RegularFile::read(AT_FDCWD, FilePaths::toNative(path).constData(), 16 * 1024 * 1024,
+                                         RegularFile::Links::follow);
+    if (!bytes) return std::nullopt;
+    auto value = parse(*bytes);
     if (!value || value->typeId() != QMetaType::QVariantMap) return std::nullopt;
     return value->toMap();
 }
