@@ -1,0 +1,30 @@
+#include "Support/TaskExecutor.h"
+
+#include <QThreadPool>
+
+namespace {
+
+class ThreadPoolExecutor final : public TaskExecutor {
+public:
+    ThreadPoolExecutor()
+    {
+        // Operations wait on disks, not on the processor: a few may run at once
+        // (one per pane and tab), and none waits for a listing or a scan.
+        pool_.setMaxThreadCount(8);
+        pool_.setExpiryTimeout(30'000);
+    }
+    void start(std::function<void()> work) override { pool_.start(std::move(work)); }
+
+private:
+    QThreadPool pool_;
+};
+
+} // namespace
+
+std::shared_ptr<TaskExecutor> TaskExecutor::fileOperations()
+{
+    // Never destroyed: a pool's destructor waits for its work, and an operation
+    // stuck on a dead mount must not hold the program's exit.
+    static auto* executor = new std::shared_ptr<TaskExecutor>(std::make_shared<ThreadPoolExecutor>());
+    return *executor;
+}

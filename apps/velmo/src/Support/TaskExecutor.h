@@ -1,0 +1,15 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+// Somewhere to run background work (BackgroundTask::run takes any executor with
+// start). Stores take one so that tests can hold work and run it when they like.
+class TaskExecutor {
+public:
+    virtual ~TaskExecutor() = default;
+    virtual void start(std::function<void()> work) = 0;
+
+    // The program's pool for file operations: transfers, trash, undo.
+    static std::shared_ptr<TaskExecutor> fileOperations();
+};
