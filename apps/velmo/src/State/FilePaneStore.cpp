@@ -298,6 +298,8 @@ void FilePaneStore::teardown()
     directoryRefreshTask_.cancel();
     directoryRefreshTask_ = {};
     activeOperationTitle_.reset();
+    // A running transfer stops: what it finished stays, the item in hand is taken back.
+    if (transferStop_) transferStop_->request_stop();
     cancelWatching();
 }
 

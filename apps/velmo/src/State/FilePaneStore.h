@@ -3,17 +3,23 @@
 #include "Models/BreadcrumbItem.h"
 #include "Models/DirectoryListingError.h"
 #include "Models/FileEntrySort.h"
+#include "Models/FileActivityItem.h"
 #include "Models/FileNameFilter.h"
 #include "Models/FilePaneLoadState.h"
 #include "Models/FilePaneRow.h"
 #include "Models/FolderScrollMemory.h"
+#include "Models/FilePaneUndoAction.h"
+#include "Models/FileTransferModels.h"
 #include "Models/FolderViewState.h"
 #include "Models/PaneID.h"
 #include "Models/ToastMessage.h"
 #include "Services/DirectoryListingProviding.h"
 #include "Services/DirectoryWatchProviding.h"
+#include "Services/FileActionProviding.h"
+#include "Services/FilePasteboardProviding.h"
 #include "Services/FileOpeningProviding.h"
 #include "Support/MonotonicClock.h"
+#include "Support/TaskExecutor.h"
 #include "Support/TaskHandle.h"
 
 #include <QHash>
@@ -33,7 +39,12 @@ struct FilePaneServices {
     std::shared_ptr<FileOpeningProviding> opening;
     std::shared_ptr<DirectoryWatchProviding> watcher;
     std::shared_ptr<FileTransferProviding> transfer;
+    std::shared_ptr<FileActionProviding> fileActions;
+    // The clipboard the file actions write; a pasted cut empties it afterwards.
+    std::shared_ptr<FilePasteboardProviding> pasteboard;
     std::shared_ptr<MonotonicClock> clock = MonotonicClock::system();
+    // Where transfers, trash and undo run.
+    std::shared_ptr<TaskExecutor> operations = TaskExecutor::fileOperations();
 };
 
 // What a navigation carries from its start to its commit.
@@ -168,6 +179,62 @@ public:
     void commitFolderSnapshot(FileEntryList entries, bool preserveExistingStates);
     void suppressWatcherEcho();
 
+    // --- file actions (FilePaneStoreFileActions.cpp) ---
+    using UndoAction = FilePaneUndoAction;
+    // A transfer or a short operation is running: new operations are refused.
+    bool isBusy() const { return activeTransfer_.has_value() || activeOperationTitle_.has_value(); }
+    const std::optional<FileTransferActivity>& activeTransfer() const { return activeTransfer_; }
+    const std::optional<QStringList>& permissionDeniedURLs() const { return permissionDeniedURLs_; }
+    void clearPermissionDeniedURLs();
+    const std::optional<QString>& pendingInlineRenameEntryID() const { return pendingInlineRenameEntryID_; }
+    void setPendingInlineRenameEntryID(std::optional<QString> id);
+
+    void copySelectionToPasteboard();
+    void cutSelectionToPasteboard();
+    bool canPaste() const;
+    void pasteItems();
+    void startCopyTransfer(FileTransferKind kind, const QStringList& urls, const QString& destinationURL,
+                           bool selectTransferredItems, std::optional<qint64> pasteboardChangeCountToClear = std::nullopt);
+    void startMoveTransfer(FileTransferKind kind, const QStringList& urls, const QString& destinationURL,
+                           bool selectTransferredItems, std::optional<qint64> pasteboardChangeCountToClear = std::nullopt);
+    void startLinkTransfer(FileTransferKind kind, const QStringList& urls, const QString& destinationURL,
+                           bool selectTransferredItems);
+    void cancelActiveTransfer();
+    bool beginTransfer(FileTransferKind kind, qint64 sourceItemCount, const QString& destinationURL);
+    void updateTransfer(const QUuid& id, const FileTransferProgress& progress);
+    bool clearTransfer(const QUuid& id);
+    void failTransfer(const QUuid& id, const QString& message, const FileTransferError& error);
+    void finishTransfer(const QString& destinationURL, const QStringList& transferredURLs, bool selectTransferredItems);
+    void showSkippedItemsToast(const QStringList& urls, const QString& operation);
+    void recordMoveUndo(const std::vector<FileMoveResult>& results);
+    void createFolder(const QString& name);
+    void createFile(const QString& name);
+    std::optional<QString> rename(const FileEntry& entry, const QString& name);
+    void moveSelectionToTrash();
+    std::optional<QString> nextSelectionAfterTrash() const;
+    bool beginBulkRenameOperation(int itemCount);
+    void finishBulkRenames(const std::vector<std::pair<QString, std::optional<QString>>>& results,
+                           const std::optional<QString>& sourceDirectoryURL);
+    void endBulkRenameOperation();
+    void revealSelection();
+    void openInTerminal(const std::optional<QString>& url = std::nullopt);
+    // "1 item", "3 items".
+    static QString itemCountText(qint64 count);
+    static QString busyMessage();
+
+    // --- undo (FilePaneStoreUndo.cpp) ---
+    const std::vector<UndoAction>& undoStack() const { return undoStack_; }
+    bool canUndo() const { return !undoStack_.empty(); }
+    void recordUndo(UndoAction action);
+    void undoLastAction();
+    void startUndoMove(std::vector<UndoAction::MovedFile> items);
+    void updateUndoTransfer(const QUuid& id, qint64 completed, qint64 total, const QString& currentItemName);
+    void completeUndoMove(const QUuid& id, const QStringList& restored, std::vector<UndoAction::MovedFile> remaining,
+                          bool wasCancelled);
+
+    // What the activity strip shows for this pane; `side` is "left" or "right".
+    std::vector<FileActivityItem> activityItems() const;
+
     // Upward calls, unset unless a parent wires them.
     std::function<void()> onDidChangeRestorableState;
     std::function<std::optional<FolderViewState>(const QString&)> onResolveFolderViewState;
@@ -191,6 +258,10 @@ signals:
     void pendingSelectionChanged();
     void activeOperationChanged();
     void watchChanged();
+    void transferChanged();
+    void undoStackChanged();
+    void permissionDeniedURLsChanged();
+    void pendingInlineRenameChanged();
 
 private:
     NavigationCommit makeCommit(const QString& toURL) const;
@@ -209,6 +280,17 @@ private:
     void notifyRestorableStateChanged();
     void cancelWatching();
     static FileEntryList shared(std::vector<FileEntry> entries);
+    void setActiveTransfer(std::optional<FileTransferActivity> activity);
+    void selectAndReload(const QStringList& urls);
+    void reloadAfterOwnChange();
+    void removeEntriesNow(const QSet<QString>& ids);
+    std::function<void(const FileTransferProgress&)> progressForwarder(const QUuid& id);
+    void finishTrash(const std::vector<TrashedItem>& trashed, const QStringList& failed,
+                     const std::optional<QString>& nextSelection);
+    void undoTrash(std::vector<TrashedItem> items);
+    void undoRenameBatch(std::vector<UndoAction::RenamedFile> items);
+    void undoCreated(QStringList urls);
+    void endUndo();
 
     const PaneID id_;
     FilePaneServices services_;
@@ -242,6 +324,11 @@ private:
     FilePaneLoadState loadState_ = FilePaneLoadState::idle();
     std::optional<QString> activeOperationTitle_;
     std::optional<ToastMessage> actionToast_;
+    std::optional<FileTransferActivity> activeTransfer_;
+    // The user's stop for the running transfer.
+    std::shared_ptr<std::stop_source> transferStop_;
+    std::optional<QStringList> permissionDeniedURLs_;
+    std::vector<UndoAction> undoStack_;
     FileEntryList sortedEntries_;
     FileEntryList visibleEntries_;
     std::vector<FilePaneRow> treeRows_;

@@ -108,7 +108,11 @@ std::unique_ptr<FilePaneStore> VelmoStore::makePane(PaneID id, const QString& fo
     configuration.folderURL = folder;
     configuration.showHiddenFiles = showHiddenFiles_;
     configuration.directoryRefreshDebounceNanoseconds = dependencies_.directoryRefreshDebounceNanoseconds;
-    return std::make_unique<FilePaneStore>(id, services, configuration);
+    auto pane = std::make_unique<FilePaneStore>(id, services, configuration);
+    for (auto signal : {&FilePaneStore::transferChanged, &FilePaneStore::activeOperationChanged,
+                        &FilePaneStore::loadingChanged})
+        connect(pane.get(), signal, this, &VelmoStore::activityChanged);
+    return pane;
 }
 
 std::unique_ptr<BrowserPanes> VelmoStore::makeBrowserPanes(const QString& leftFolder, const QString& rightFolder)
@@ -123,6 +127,12 @@ std::unique_ptr<BrowserPanes> VelmoStore::makeBrowserPanes(const QString& leftFo
     left.watcher = dependencies_.directoryWatcherFactory(PaneID::left);
     right.watcher = dependencies_.directoryWatcherFactory(PaneID::right);
     left.clock = right.clock = dependencies_.clock;
+    left.pasteboard = right.pasteboard = dependencies_.pasteboard;
+    if (dependencies_.fileActionServiceFactory) {
+        left.fileActions = dependencies_.fileActionServiceFactory(PaneID::left);
+        right.fileActions = dependencies_.fileActionServiceFactory(PaneID::right);
+    }
+    if (dependencies_.operations) left.operations = right.operations = dependencies_.operations;
     auto panes = std::make_unique<BrowserPanes>(makePane(PaneID::left, leftFolder, left),
                                                 makePane(PaneID::right, rightFolder, right));
     connect(panes.get(), &BrowserPanes::activePaneChanged, this, &VelmoStore::activePaneChanged);
@@ -324,6 +334,23 @@ void VelmoStore::goUpInPane(PaneID id)
     FilePaneStore* target = active->browserPanes()->pane(id);
     if (FilePaths::parent(target->currentURL()) == target->currentURL()) return;
     target->goUp();
+}
+
+std::vector<FileActivityItem> VelmoStore::activityItems() const
+{
+    std::vector<FileActivityItem> items;
+    for (FilePaneStore* pane : allBrowserPanes()) {
+        auto paneItems = pane->activityItems();
+        items.insert(items.end(), std::make_move_iterator(paneItems.begin()), std::make_move_iterator(paneItems.end()));
+    }
+    return items;
+}
+
+void VelmoStore::cancelActivity(const QString& id)
+{
+    for (FilePaneStore* pane : allBrowserPanes())
+        for (const FileActivityItem& item : pane->activityItems())
+            if (item.id == id && item.cancelTransferOfPane) pane->cancelActiveTransfer();
 }
 
 // ---------------------------------------------------------------- settings

@@ -18,6 +18,10 @@ struct VelmoStoreDependencies {
     std::function<std::shared_ptr<FileOpeningProviding>(PaneID)> fileOpeningServiceFactory;
     std::function<std::shared_ptr<FileTransferProviding>(PaneID)> fileTransferServiceFactory;
     std::function<std::shared_ptr<DirectoryWatchProviding>(PaneID)> directoryWatcherFactory;
+    // The clipboard every pane shares, and the file actions built on it.
+    std::shared_ptr<FilePasteboardProviding> pasteboard;
+    std::function<std::shared_ptr<FileActionProviding>(PaneID)> fileActionServiceFactory;
+    std::shared_ptr<TaskExecutor> operations;
     std::shared_ptr<MonotonicClock> clock = MonotonicClock::system();
     // The folder new tabs open in; empty means the user's default.
     QString defaultFolderURL;
@@ -61,6 +65,14 @@ public:
     void enterFolderInActivePane();
     void goUpInPane(PaneID id);
 
+    // --- running operations ---
+    // Every browser pane's transfers, short operations and loads: tab by tab, the
+    // left pane's, then the right pane's.
+    std::vector<FileActivityItem> activityItems() const;
+    // Stops the transfer shown by the activity item `id`, wherever it runs.
+    void cancelActivity(const QString& id);
+    std::shared_ptr<FilePasteboardProviding> pasteboard() const { return dependencies_.pasteboard; }
+
     // --- shared settings ---
     bool showHiddenFiles() const { return showHiddenFiles_; }
     void setShowHiddenFiles(bool show);
@@ -81,6 +93,7 @@ signals:
     void activePaneChanged();
     void showHiddenFilesChanged();
     void sidebarChanged();
+    void activityChanged();
 
 private:
     std::unique_ptr<BrowserPanes> makeBrowserPanes(const QString& leftFolder, const QString& rightFolder);

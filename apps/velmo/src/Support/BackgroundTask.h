@@ -39,6 +39,24 @@ TaskHandle run(Executor* executor, QObject* context, Work work, Done done, TaskH
     return handle;
 }
 
+// Like run, but a stop still has an outcome: the result reaches `done` after a
+// stop was requested too (a stopped copy keeps what it finished). Only a gone
+// `context` drops it.
+template <typename Executor, typename Work, typename Done>
+void runToOutcome(Executor* executor, QObject* context, std::stop_token stop, Work work, Done done)
+{
+    QPointer<QObject> guard(context);
+    executor->start([stop, guard, work = std::move(work), done = std::move(done)]() mutable {
+        auto result = work(stop);
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [guard, done = std::move(done), result = std::move(result)]() mutable {
+                if (guard) done(std::move(result));
+            },
+            Qt::QueuedConnection);
+    });
+}
+
 // Runs `fn` on `context`'s thread later, unless the handle is cancelled first.
 template <typename Fn>
 void post(QObject* context, const TaskHandle& handle, Fn fn)
