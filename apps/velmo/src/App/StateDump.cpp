@@ -23,6 +23,27 @@ QString loadStateText(const FilePaneLoadState& state)
     return {};
 }
 
+QString transferKindText(FileTransferKind kind)
+{
+    switch (kind) {
+    case FileTransferKind::copy: return QStringLiteral("copy");
+    case FileTransferKind::link: return QStringLiteral("link");
+    case FileTransferKind::move: return QStringLiteral("move");
+    case FileTransferKind::pasteCopy: return QStringLiteral("pasteCopy");
+    case FileTransferKind::pasteMove: return QStringLiteral("pasteMove");
+    case FileTransferKind::undoMove: return QStringLiteral("undoMove");
+    }
+    return {};
+}
+
+QJsonObject dumpActivity(const FileActivityItem& item)
+{
+    QJsonObject out {{"id", item.id}, {"title", item.title}, {"detail", item.detail},
+                     {"isCancellable", item.isCancellable}, {"isCancelling", item.isCancelling}};
+    if (item.progressFraction) out["progressFraction"] = *item.progressFraction;
+    return out;
+}
+
 } // namespace
 
 QJsonObject StateDump::dumpPane(const FilePaneStore& pane)
@@ -67,6 +88,22 @@ QJsonObject StateDump::dumpPane(const FilePaneStore& pane)
                                     {"kind", pane.actionToast()->kind == ToastMessage::Kind::error ? "error" : "info"}};
     if (pane.watchedURL()) out["watchedURL"] = *pane.watchedURL();
     if (pane.activeOperationTitle()) out["activeOperation"] = *pane.activeOperationTitle();
+    if (const auto& transfer = pane.activeTransfer())
+        out["activeTransfer"] = QJsonObject {{"id", transfer->id.toString(QUuid::WithoutBraces)},
+                                             {"kind", transferKindText(transfer->kind)},
+                                             {"title", transfer->title()},
+                                             {"detail", transfer->detail()},
+                                             {"destination", transfer->destinationURL},
+                                             {"completed", transfer->progress.completedItemCount},
+                                             {"total", transfer->progress.totalItemCount},
+                                             {"isCancelling", transfer->isCancelling}};
+    // Oldest first: the last element is what undo takes back next.
+    QJsonArray undo;
+    for (const auto& action : pane.undoStack())
+        undo.append(QJsonObject {{"kind", action.kindText()}, {"paths", strings(action.currentPaths())}});
+    out["undoStack"] = undo;
+    if (pane.permissionDeniedURLs()) out["permissionDeniedURLs"] = strings(*pane.permissionDeniedURLs());
+    if (pane.pendingInlineRenameEntryID()) out["pendingInlineRename"] = *pane.pendingInlineRenameEntryID();
     return out;
 }
 
@@ -92,5 +129,8 @@ QJsonObject StateDump::dump(const VelmoStore& store)
     out["showHiddenFiles"] = store.showHiddenFiles();
     out["isSidebarVisible"] = store.isSidebarVisible();
     out["sidebarWidth"] = store.sidebarWidth();
+    QJsonArray activity;
+    for (const auto& item : store.activityItems()) activity.append(dumpActivity(item));
+    out["activityItems"] = activity;
     return out;
 }
