@@ -2,6 +2,9 @@
 
 #include "State/FilePaneStore.h"
 
+#include "Views/FileDragData.h"
+
+#include <QDragEnterEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QToolButton>
@@ -10,6 +13,7 @@ BreadcrumbBar::BreadcrumbBar(FilePaneStore* store, QWidget* parent) : QWidget(pa
 {
     // A deep path must not widen the pane: the bar shrinks and clips instead.
     setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    setAcceptDrops(true);
     layout_ = new QHBoxLayout(this);
     layout_->setContentsMargins(0, 0, 0, 0);
     layout_->setSpacing(0);
@@ -50,4 +54,54 @@ void BreadcrumbBar::rebuild()
         layout_->addWidget(button);
     }
     layout_->addStretch(1);
+}
+
+QString BreadcrumbBar::crumbAt(const QPoint& position) const
+{
+    for (auto* button : findChildren<QToolButton*>(QStringLiteral("breadcrumb")))
+        if (button->geometry().contains(position)) return button->property("url").toString();
+    return {};
+}
+
+void BreadcrumbBar::highlight(const QString& url)
+{
+    for (auto* button : findChildren<QToolButton*>(QStringLiteral("breadcrumb")))
+        button->setDown(!url.isEmpty() && button->property("url").toString() == url);
+}
+
+void BreadcrumbBar::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (FileDragData::paths(event->mimeData()).isEmpty()) return event->ignore();
+    event->accept();
+    dragMoveEvent(event);
+}
+
+void BreadcrumbBar::dragMoveEvent(QDragMoveEvent* event)
+{
+    const QString url = crumbAt(event->position().toPoint());
+    const auto operation = url.isEmpty() ? std::nullopt : FileDragData::operation(event, url);
+    highlight(operation ? url : QString());
+    if (!operation) return event->ignore();
+    event->setDropAction(*operation == FileDropPolicy::Operation::copy   ? Qt::CopyAction
+                         : *operation == FileDropPolicy::Operation::move ? Qt::MoveAction
+                                                                         : Qt::LinkAction);
+    event->accept();
+}
+
+void BreadcrumbBar::dragLeaveEvent(QDragLeaveEvent*)
+{
+    highlight({});
+}
+
+void BreadcrumbBar::dropEvent(QDropEvent* event)
+{
+    highlight({});
+    const QString url = crumbAt(event->position().toPoint());
+    const auto operation = url.isEmpty() ? std::nullopt : FileDragData::operation(event, url);
+    const QStringList paths = FileDragData::paths(event->mimeData());
+    if (!operation || paths.isEmpty()) return event->ignore();
+    // This program does the move; the source must not delete anything itself.
+    event->setDropAction(*operation == FileDropPolicy::Operation::link ? Qt::LinkAction : Qt::CopyAction);
+    event->accept();
+    emit dropRequested(paths, url, *operation);
 }

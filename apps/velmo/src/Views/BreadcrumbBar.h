@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Models/FileDropPolicy.h"
+
 #include <QPointer>
 #include <QWidget>
 
@@ -14,8 +16,21 @@ class BreadcrumbBar : public QWidget {
 public:
     explicit BreadcrumbBar(FilePaneStore* store, QWidget* parent = nullptr);
 
+signals:
+    // Files dropped on a crumb: they go into that folder.
+    void dropRequested(const QStringList& paths, const QString& destinationURL, FileDropPolicy::Operation operation);
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragMoveEvent(QDragMoveEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
 private:
     void rebuild();
+    // The crumb under `position` and the operation a drop there means.
+    QString crumbAt(const QPoint& position) const;
+    void highlight(const QString& url);
 
     QPointer<FilePaneStore> store_;
     QHBoxLayout* layout_;

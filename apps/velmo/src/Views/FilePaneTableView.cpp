@@ -1,0 +1,241 @@
+#include "Views/FilePaneTableView.h"
+
+#include "PathKit/FilePaths.h"
+#include "Views/FileDragData.h"
+#include "Views/FilePaneTableModel.h"
+
+#include <QDrag>
+#include <QDragEnterEvent>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QPainter>
+
+FilePaneTableView::FilePaneTableView(QWidget* parent) : QTableView(parent)
+{
+    setDragEnabled(true);
+    setAcceptDrops(true);
+    setDragDropMode(QAbstractItemView::DragDrop);
+    setDropIndicatorShown(false);
+    setDefaultDropAction(Qt::MoveAction);
+}
+
+void FilePaneTableView::setPaneModel(FilePaneTableModel* model)
+{
+    model_ = model;
+    setModel(model);
+    connect(model, &QAbstractItemModel::modelReset, this, &FilePaneTableView::placeRenameEditor);
+    connect(model, &QAbstractItemModel::rowsInserted, this, &FilePaneTableView::placeRenameEditor);
+    connect(model, &QAbstractItemModel::rowsRemoved, this, &FilePaneTableView::placeRenameEditor);
+    connect(model, &QAbstractItemModel::layoutChanged, this, &FilePaneTableView::placeRenameEditor);
+}
+
+// ---------------------------------------------------------------- drag out
+
+void FilePaneTableView::startDrag(Qt::DropActions)
+{
+    QStringList paths;
+    const QModelIndexList rows = selectionModel()->selectedRows();
+    for (const QModelIndex& index : rows)
+        if (const FilePaneRow* row = model_->row(index.row())) paths.append(row->entry->url);
+    if (paths.isEmpty()) return;
+    auto* drag = new QDrag(this);
+    drag->setMimeData(FileDragData::make(paths));
+    const QIcon icon = model_->data(model_->index(rows.front().row(), 0), Qt::DecorationRole).value<QIcon>();
+    if (!icon.isNull()) drag->setPixmap(icon.pixmap(32, 32));
+    // The drop target decides: this program moves inside itself, copies across
+    // programs; another program that moves the files does so itself.
+    drag->exec(Qt::CopyAction | Qt::MoveAction | Qt::LinkAction, Qt::MoveAction);
+}
+
+// ---------------------------------------------------------------- drops in
+
+QString FilePaneTableView::dropTarget(const QPoint& position, int* row) const
+{
+    const int r = rowAt(position.y());
+    const FilePaneRow* paneRow = r >= 0 ? model_->row(r) : nullptr;
+    const QString target = FileDropPolicy::dropTargetURL(paneRow ? paneRow->entry.get() : nullptr, folderURL_);
+    *row = paneRow && paneRow->entry->dropDestinationDirectoryURL() ? r : -1;
+    return target;
+}
+
+void FilePaneTableView::acceptDrag(QDropEvent* event)
+{
+    int row = -1;
+    const QString target = dropTarget(event->position().toPoint(), &row);
+    const auto operation = FileDragData::operation(event, target);
+    const int previousRow = dropRow_;
+    const bool previousOnTable = dropOnTable_;
+    if (!operation) {
+        dropRow_ = -1;
+        dropOnTable_ = false;
+        event->ignore();
+    } else {
+        dropRow_ = row;
+        dropOnTable_ = row < 0;
+        event->setDropAction(*operation == FileDropPolicy::Operation::copy   ? Qt::CopyAction
+                             : *operation == FileDropPolicy::Operation::move ? Qt::MoveAction
+                                                                             : Qt::LinkAction);
+        event->accept();
+    }
+    if (previousRow != dropRow_ || previousOnTable != dropOnTable_) viewport()->update();
+}
+
+void FilePaneTableView::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (FileDragData::paths(event->mimeData()).isEmpty()) {
+        event->ignore();
+        return;
+    }
+    acceptDrag(event);
+    // Some sources only look at the enter answer.
+    if (!event->isAccepted()) event->acceptProposedAction();
+}
+
+void FilePaneTableView::dragMoveEvent(QDragMoveEvent* event)
+{
+    acceptDrag(event);
+    // Near the edges the list scrolls, as Qt's own drag handling does.
+    const int margin = 20;
+    const int y = int(event->position().y());
+    if (y < margin) verticalScrollBar()->setValue(verticalScrollBar()->value() - 1);
+    else if (y > viewport()->height() - margin) verticalScrollBar()->setValue(verticalScrollBar()->value() + 1);
+}
+
+void FilePaneTableView::dragLeaveEvent(QDragLeaveEvent* event)
+{
+    dropRow_ = -1;
+    dropOnTable_ = false;
+    viewport()->update();
+    QTableView::dragLeaveEvent(event);
+}
+
+void FilePaneTableView::dropEvent(QDropEvent* event)
+{
+    int row = -1;
+    const QString target = dropTarget(event->position().toPoint(), &row);
+    const auto operation = FileDragData::operation(event, target);
+    const QStringList paths = FileDragData::paths(event->mimeData());
+    dropRow_ = -1;
+    dropOnTable_ = false;
+    viewport()->update();
+    if (!operation || paths.isEmpty()) {
+        event->ignore();
+        return;
+    }
+    // The source must not delete anything itself: this program does the move.
+    event->setDropAction(*operation == FileDropPolicy::Operation::link ? Qt::LinkAction : Qt::CopyAction);
+    event->accept();
+    emit dropRequested(paths, target, *operation);
+}
+
+void FilePaneTableView::paintEvent(QPaintEvent* event)
+{
+    QTableView::paintEvent(event);
+    if (dropRow_ < 0 && !dropOnTable_) return;
+    QPainter painter(viewport());
+    QColor color = palette().color(QPalette::Highlight);
+    painter.setPen(QPen(color, 2));
+    color.setAlpha(40);
+    painter.setBrush(color);
+    if (dropRow_ >= 0) {
+        const QRect first = visualRect(model_->index(dropRow_, 0));
+        painter.drawRoundedRect(QRect(0, first.top(), viewport()->width() - 1, first.height() - 1), 4, 4);
+    } else {
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRect(viewport()->rect().adjusted(1, 1, -2, -2));
+    }
+}
+
+// ---------------------------------------------------------------- rename in place
+
+void FilePaneTableView::beginRename(const QString& entryID, const std::optional<QString>& text)
+{
+    cancelRename();
+    const int row = model_->rowOfEntry(entryID);
+    if (row < 0) return;
+    const FilePaneRow* paneRow = model_->row(row);
+    renameEntryID_ = entryID;
+    auto* editor = new QLineEdit(viewport());
+    editor->setObjectName(QStringLiteral("renameEditor"));
+    editor->setFrame(true);
+    editor->installEventFilter(this);
+    renameEditor_ = editor;
+    scrollTo(model_->index(row, 0));
+    placeRenameEditor();
+    if (text) {
+        editor->setText(*text);
+        editor->selectAll();
+    } else {
+        const QString& name = paneRow->entry->name;
+        editor->setText(name);
+        // The stem: a folder's whole name, a file's name before its extension.
+        const QString extension = paneRow->entry->isDirectory ? QString() : FilePaths::extension(name);
+        editor->setSelection(0, extension.isEmpty() ? int(name.size()) : int(name.size() - extension.size() - 1));
+    }
+    editor->show();
+    editor->setFocus();
+}
+
+void FilePaneTableView::placeRenameEditor()
+{
+    if (!renameEditor_) return;
+    const int row = model_->rowOfEntry(renameEntryID_);
+    if (row < 0) {
+        cancelRename();
+        return;
+    }
+    const int nameSection = model_->sectionOfSortColumn(FileEntrySortColumn::name);
+    QRect rect = visualRect(model_->index(row, std::max(nameSection, 0)));
+    // Past the icon, as wide as the column.
+    const int indent = iconSize().isValid() ? iconSize().width() + 8 : 24;
+    rect.setLeft(rect.left() + indent);
+    renameEditor_->setGeometry(rect.adjusted(0, -2, 0, 2));
+}
+
+void FilePaneTableView::scrollContentsBy(int dx, int dy)
+{
+    QTableView::scrollContentsBy(dx, dy);
+    placeRenameEditor();
+}
+
+void FilePaneTableView::cancelRename()
+{
+    if (!renameEditor_) return;
+    QLineEdit* editor = renameEditor_;
+    renameEditor_ = nullptr;
+    editor->removeEventFilter(this);
+    editor->hide();
+    editor->deleteLater();
+    setFocus();
+}
+
+void FilePaneTableView::commitRename()
+{
+    if (!renameEditor_) return;
+    const QString text = renameEditor_->text();
+    const QString id = renameEntryID_;
+    cancelRename();
+    emit renameRequested(id, text);
+}
+
+bool FilePaneTableView::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == renameEditor_) {
+        if (event->type() == QEvent::KeyPress) {
+            auto* key = static_cast<QKeyEvent*>(event);
+            if (key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) {
+                commitRename();
+                return true;
+            }
+            if (key->key() == Qt::Key_Escape) {
+                cancelRename();
+                return true;
+            }
+        } else if (event->type() == QEvent::FocusOut) {
+            // Clicking elsewhere keeps what was typed, as desktop file managers do.
+            commitRename();
+        }
+    }
+    return QTableView::eventFilter(watched, event);
+}
