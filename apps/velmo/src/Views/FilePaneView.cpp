@@ -3,7 +3,9 @@
 #include "State/FilePaneStore.h"
 #include "State/VelmoStore.h"
 #include "Views/BreadcrumbBar.h"
+#include "Views/FilePaneCommands.h"
 #include "Views/FilePaneTableModel.h"
+#include "Views/FilePaneTableView.h"
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -75,8 +77,13 @@ void FilePaneView::buildLayout()
     layout->addLayout(bar);
 
     stack_ = new QStackedWidget(this);
-    table_ = new QTableView(stack_);
-    table_->setModel(model_);
+    table_ = new FilePaneTableView(stack_);
+    table_->setPaneModel(model_);
+    table_->setFolderURL(store_->currentURL());
+    commands_ = new FilePaneCommands(app_, store_, table_, this);
+    connect(breadcrumbs_, &BreadcrumbBar::dropRequested, commands_, &FilePaneCommands::drop);
+    table_->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(table_, &QWidget::customContextMenuRequested, this, &FilePaneView::showContextMenu);
     table_->setObjectName(QStringLiteral("list"));
     table_->setSelectionBehavior(QAbstractItemView::SelectRows);
     table_->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -139,7 +146,11 @@ void FilePaneView::connectStore()
     connect(store_, &FilePaneStore::filterTextChanged, this, [this] {
         if (filterField_->text() != store_->filterText()) filterField_->setText(store_->filterText());
     });
-    connect(store_, &FilePaneStore::currentURLChanged, this, [this] { table_->scrollToTop(); });
+    connect(store_, &FilePaneStore::currentURLChanged, this, [this] {
+        table_->cancelRename();
+        table_->setFolderURL(store_->currentURL());
+        table_->scrollToTop();
+    });
 }
 
 void FilePaneView::applyColumnWidths()
@@ -178,6 +189,19 @@ void FilePaneView::showColumnsMenu(const QPoint& at)
         }
     }
     menu.exec(at);
+}
+
+void FilePaneView::showContextMenu(const QPoint& at)
+{
+    if (!store_) return;
+    if (app_) app_->activate(store_->id());
+    const int r = table_->rowAt(at.y());
+    const FilePaneRow* row = r >= 0 ? model_->row(r) : nullptr;
+    // A right click on a row that isn't selected selects it alone first.
+    if (row && !store_->selectedEntryIDs().contains(row->entry->id)) store_->setSelectedEntryIDs({row->entry->id});
+    QMenu* menu = commands_->contextMenu(row ? row->entry.get() : nullptr, this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    menu->popup(table_->viewport()->mapToGlobal(at));
 }
 
 void FilePaneView::focusList()

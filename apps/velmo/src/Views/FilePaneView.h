@@ -4,7 +4,9 @@
 #include <QWidget>
 
 class BreadcrumbBar;
+class FilePaneCommands;
 class FilePaneStore;
+class FilePaneTableView;
 class FilePaneTableModel;
 class QLabel;
 class QLineEdit;
@@ -22,7 +24,8 @@ public:
     FilePaneView(VelmoStore* app, FilePaneStore* store, QWidget* parent = nullptr);
 
     FilePaneStore* store() const { return store_; }
-    QTableView* table() const { return table_; }
+    FilePaneTableView* table() const { return table_; }
+    FilePaneCommands* commands() const { return commands_; }
     FilePaneTableModel* model() const { return model_; }
     void focusList();
     void focusFilter();
@@ -49,6 +52,7 @@ private:
     void placeToast();
     void applyColumnWidths();
     void showColumnsMenu(const QPoint& at);
+    void showContextMenu(const QPoint& at);
 
     QPointer<VelmoStore> app_;
     QPointer<FilePaneStore> store_;
@@ -60,7 +64,8 @@ private:
     QLabel* loadingLabel_;
     QLineEdit* filterField_;
     QStackedWidget* stack_;
-    QTableView* table_;
+    FilePaneTableView* table_;
+    FilePaneCommands* commands_;
     QLabel* failureLabel_;
     QLabel* toastLabel_;
     bool syncingSelection_ = false;

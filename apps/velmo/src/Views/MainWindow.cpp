@@ -3,12 +3,17 @@
 #include "State/FilePaneStore.h"
 #include "State/VelmoStore.h"
 #include "Views/BrowserTabView.h"
+#include "Views/ActivityStrip.h"
+#include "Views/EditCommandRouter.h"
+#include "Views/FilePaneCommands.h"
 #include "Views/FilePaneView.h"
 #include "Views/SettingsView.h"
 
 #include <QAction>
 #include <QCloseEvent>
 #include <QHBoxLayout>
+#include <QMenu>
+#include <QMenuBar>
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QToolButton>
@@ -45,6 +50,7 @@ MainWindow::MainWindow(VelmoStore* store, QWidget* parent) : QMainWindow(parent)
     layout->addLayout(strip);
     content_ = new QStackedWidget(central);
     layout->addWidget(content_, 1);
+    layout->addWidget(new ActivityStrip(store, central));
     setCentralWidget(central);
 
     connect(tabBar_, &QTabBar::currentChanged, this, [this](int index) {
@@ -70,58 +76,131 @@ MainWindow::MainWindow(VelmoStore* store, QWidget* parent) : QMainWindow(parent)
 
 void MainWindow::buildCommands()
 {
-    auto add = [this](const QString& title, std::initializer_list<QKeySequence> keys, std::function<void()> run) {
-        auto* action = new QAction(title, this);
+    // Every command sits in a menu with its keys, so it can be found without
+    // knowing them. A menu's items are enabled by state only while it is open:
+    // a disabled action's keys would stop working too.
+    QMenuBar* bar = menuBar();
+    auto menu = [this, bar](const QString& title, const QString& name) {
+        QMenu* menu = bar->addMenu(title);
+        menu->setObjectName(name);
+        connect(menu, &QMenu::aboutToHide, this, [menu] {
+            for (QAction* action : menu->actions()) action->setEnabled(true);
+        });
+        return menu;
+    };
+    struct Gate {
+        QAction* action;
+        std::function<bool()> enabled;
+    };
+    auto gates = std::make_shared<std::vector<Gate>>();
+    auto add = [this, gates](QMenu* menu, const QString& title, std::initializer_list<QKeySequence> keys,
+                             std::function<void()> run, std::function<bool()> enabled = {}) {
+        auto* action = menu->addAction(title);
         action->setShortcuts(QList<QKeySequence>(keys));
         action->setShortcutContext(Qt::WindowShortcut);
         connect(action, &QAction::triggered, this, std::move(run));
-        addAction(action);
+        if (enabled) gates->push_back({action, std::move(enabled)});
+        return action;
     };
-    auto pane = [this] { return store_->pane(store_->activePaneID()); };
-    add(QStringLiteral("New Tab"), {QKeySequence(Qt::CTRL | Qt::Key_T)}, [this] { store_->addTab(); });
-    add(QStringLiteral("Close Tab"), {QKeySequence(Qt::CTRL | Qt::Key_W)},
-        [this] { store_->closeTab(store_->activeTabID()); });
-    add(QStringLiteral("Settings"), {QKeySequence(Qt::CTRL | Qt::Key_Comma)}, [this] { store_->openSettingsTab(); });
-    add(QStringLiteral("Back"), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Left), QKeySequence(Qt::ALT | Qt::Key_Left)},
-        [this] { store_->goBackInActivePane(); });
-    add(QStringLiteral("Forward"),
-        {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Right), QKeySequence(Qt::ALT | Qt::Key_Right)},
-        [this] { store_->goForwardInActivePane(); });
-    add(QStringLiteral("Parent Folder"),
-        {QKeySequence(Qt::CTRL | Qt::Key_Left), QKeySequence(Qt::CTRL | Qt::Key_Up), QKeySequence(Qt::ALT | Qt::Key_Up)},
-        [this] { store_->goUpInPane(store_->activePaneID()); });
-    add(QStringLiteral("Enter Folder"), {QKeySequence(Qt::CTRL | Qt::Key_Right)},
-        [this] { store_->enterFolderInActivePane(); });
-    add(QStringLiteral("Open Selection"),
-        {QKeySequence(Qt::CTRL | Qt::Key_Down), QKeySequence(Qt::CTRL | Qt::Key_Return),
-         QKeySequence(Qt::CTRL | Qt::Key_Enter)},
-        [pane] {
-            const FileEntryList selected = pane()->selectedEntries();
-            if (!selected.empty()) pane()->open(*selected.front());
-        });
-    add(QStringLiteral("Refresh"), {QKeySequence(Qt::CTRL | Qt::Key_R), QKeySequence(Qt::Key_F5)},
-        [pane] { pane()->navigate(pane()->currentURL(), false, true); });
-    add(QStringLiteral("Toggle Hidden Files"),
-        {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Period), QKeySequence(Qt::CTRL | Qt::Key_H)},
-        [this] { store_->setShowHiddenFiles(!store_->showHiddenFiles()); });
-    add(QStringLiteral("Filter by Name"), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_F)}, [this] {
+    auto commands = [this]() -> FilePaneCommands* {
+        auto* view = activePaneView();
+        return view ? view->commands() : nullptr;
+    };
+    auto onPane = [commands](void (FilePaneCommands::*command)()) {
+        return [commands, command] {
+            if (auto* target = commands()) (target->*command)();
+        };
+    };
+    auto pane = [this]() -> FilePaneStore* { return activePaneView() ? activePaneView()->store() : nullptr; };
+    auto hasSelection = [commands] { return commands() && commands()->hasSelection(); };
+    using Route = EditCommandRouter::Command;
+    auto routed = [onPane](Route route, void (FilePaneCommands::*command)()) {
+        return [route, fallback = onPane(command)] { EditCommandRouter::perform(route, fallback); };
+    };
+
+    QMenu* file = menu(QStringLiteral("&File"), QStringLiteral("fileMenu"));
+    add(file, QStringLiteral("New Tab"), {QKeySequence(Qt::CTRL | Qt::Key_T)}, [this] { store_->addTab(); });
+    add(file, QStringLiteral("New Folder..."), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N)},
+        onPane(&FilePaneCommands::newFolder), [pane] { return pane() != nullptr; });
+    add(file, QStringLiteral("New File..."), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N)},
+        onPane(&FilePaneCommands::newFile), [pane] { return pane() != nullptr; });
+    file->addSeparator();
+    add(file, QStringLiteral("Open"),
+        {QKeySequence(Qt::CTRL | Qt::Key_Down), QKeySequence(Qt::CTRL | Qt::Key_Return), QKeySequence(Qt::CTRL | Qt::Key_Enter)},
+        onPane(&FilePaneCommands::openSelection), hasSelection);
+    add(file, QStringLiteral("Open in Terminal"), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T)},
+        onPane(&FilePaneCommands::openInTerminal), [pane] { return pane() != nullptr; });
+    add(file, QStringLiteral("Reveal in File Manager"), {}, onPane(&FilePaneCommands::reveal), hasSelection);
+    file->addSeparator();
+    add(file, QStringLiteral("Close Tab"), {QKeySequence(Qt::CTRL | Qt::Key_W)},
+        [this] { store_->closeTab(store_->activeTabID()); }, [this] { return store_->tabs().size() > 1; });
+    add(file, QStringLiteral("Quit"), {QKeySequence(Qt::CTRL | Qt::Key_Q)}, [this] { close(); });
+
+    QMenu* edit = menu(QStringLiteral("&Edit"), QStringLiteral("editMenu"));
+    add(edit, QStringLiteral("Undo"), {QKeySequence::Undo}, routed(Route::undo, &FilePaneCommands::undo),
+        [pane] { return pane() && pane()->canUndo(); });
+    edit->addSeparator();
+    add(edit, QStringLiteral("Cut"), {QKeySequence::Cut}, routed(Route::cut, &FilePaneCommands::cut), hasSelection);
+    add(edit, QStringLiteral("Copy"), {QKeySequence::Copy}, routed(Route::copy, &FilePaneCommands::copy), hasSelection);
+    add(edit, QStringLiteral("Paste"), {QKeySequence::Paste}, routed(Route::paste, &FilePaneCommands::paste),
+        [pane] { return pane() && pane()->canPaste(); });
+    add(edit, QStringLiteral("Copy Path"), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_C)},
+        onPane(&FilePaneCommands::copyPath), [pane] { return pane() != nullptr; });
+    add(edit, QStringLiteral("Select All"), {QKeySequence::SelectAll},
+        routed(Route::selectAll, &FilePaneCommands::selectAll), [pane] { return pane() != nullptr; });
+    edit->addSeparator();
+    add(edit, QStringLiteral("Rename..."), {QKeySequence(Qt::Key_F2)}, onPane(&FilePaneCommands::rename),
+        [commands] { return commands() && commands()->canRename(); });
+    add(edit, QStringLiteral("Move to Trash"), {QKeySequence(Qt::Key_Delete)},
+        routed(Route::deleteForward, &FilePaneCommands::moveToTrash), hasSelection);
+    edit->addSeparator();
+    add(edit, QStringLiteral("Filter by Name"), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_F)}, [this] {
         if (auto* view = activePaneView()) view->focusFilter();
     });
-    add(QStringLiteral("Next Tab"), {QKeySequence(Qt::CTRL | Qt::Key_PageDown)}, [this] {
+    add(edit, QStringLiteral("Settings..."), {QKeySequence(Qt::CTRL | Qt::Key_Comma)}, [this] { store_->openSettingsTab(); });
+
+    QMenu* view = menu(QStringLiteral("&View"), QStringLiteral("viewMenu"));
+    QAction* hidden = add(view, QStringLiteral("Show Hidden Files"),
+                          {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Period), QKeySequence(Qt::CTRL | Qt::Key_H)},
+                          [this] { store_->setShowHiddenFiles(!store_->showHiddenFiles()); });
+    connect(view, &QMenu::aboutToShow, this, [this, hidden] {
+        hidden->setText(store_->showHiddenFiles() ? QStringLiteral("Hide Hidden Files") : QStringLiteral("Show Hidden Files"));
+    });
+    add(view, QStringLiteral("Refresh"), {QKeySequence(Qt::CTRL | Qt::Key_R), QKeySequence(Qt::Key_F5)}, [pane] {
+        if (auto* target = pane()) target->navigate(target->currentURL(), false, true);
+    });
+
+    QMenu* go = menu(QStringLiteral("&Go"), QStringLiteral("goMenu"));
+    add(go, QStringLiteral("Back"), {QKeySequence(Qt::ALT | Qt::Key_Left), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Left)},
+        [this] { store_->goBackInActivePane(); }, [pane] { return pane() && !pane()->backStack().isEmpty(); });
+    add(go, QStringLiteral("Forward"),
+        {QKeySequence(Qt::ALT | Qt::Key_Right), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Right)},
+        [this] { store_->goForwardInActivePane(); }, [pane] { return pane() && !pane()->forwardStack().isEmpty(); });
+    add(go, QStringLiteral("Parent Folder"),
+        {QKeySequence(Qt::ALT | Qt::Key_Up), QKeySequence(Qt::CTRL | Qt::Key_Up), QKeySequence(Qt::CTRL | Qt::Key_Left)},
+        [this] { store_->goUpInPane(store_->activePaneID()); });
+    add(go, QStringLiteral("Enter Folder"), {QKeySequence(Qt::CTRL | Qt::Key_Right)},
+        [this] { store_->enterFolderInActivePane(); }, [pane] { return pane() && pane()->canEnterFolder(); });
+    go->addSeparator();
+    add(go, QStringLiteral("Other Pane"), {QKeySequence(Qt::CTRL | Qt::Key_Tab)}, [this] {
+        if (!activeBrowserView()) return;
+        store_->activate(otherPane(store_->activePaneID()));
+        if (auto* active = activePaneView()) active->focusList();
+    });
+    add(go, QStringLiteral("Next Tab"), {QKeySequence(Qt::CTRL | Qt::Key_PageDown)}, [this] {
         const int index = store_->indexOfTab(store_->activeTabID());
         store_->selectTab(store_->tabs()[(index + 1) % store_->tabs().size()]->id());
     });
-    add(QStringLiteral("Previous Tab"), {QKeySequence(Qt::CTRL | Qt::Key_PageUp)}, [this] {
+    add(go, QStringLiteral("Previous Tab"), {QKeySequence(Qt::CTRL | Qt::Key_PageUp)}, [this] {
         const int count = int(store_->tabs().size());
         const int index = store_->indexOfTab(store_->activeTabID());
         store_->selectTab(store_->tabs()[(index + count - 1) % count]->id());
     });
-    add(QStringLiteral("Other Pane"), {QKeySequence(Qt::CTRL | Qt::Key_Tab)}, [this] {
-        auto* view = activeBrowserView();
-        if (!view) return;
-        store_->activate(otherPane(store_->activePaneID()));
-        if (auto* active = activePaneView()) active->focusList();
-    });
+
+    for (QMenu* each : {file, edit, view, go})
+        connect(each, &QMenu::aboutToShow, this, [gates] {
+            for (const Gate& gate : *gates) gate.action->setEnabled(gate.enabled());
+        });
 }
 
 QWidget* MainWindow::contentFor(const QUuid& id)

@@ -1,0 +1,55 @@
+#include "Views/EditCommandRouter.h"
+
+#include <QAbstractSpinBox>
+#include <QApplication>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QTextEdit>
+
+namespace EditCommandRouter {
+
+namespace {
+
+void edit(QLineEdit* editor, Command command)
+{
+    switch (command) {
+    case Command::cut: editor->cut(); break;
+    case Command::copy: editor->copy(); break;
+    case Command::paste: editor->paste(); break;
+    case Command::undo: editor->undo(); break;
+    case Command::selectAll: editor->selectAll(); break;
+    case Command::deleteForward: editor->del(); break;
+    }
+}
+
+template <typename TextEdit>
+void editText(TextEdit* editor, Command command)
+{
+    switch (command) {
+    case Command::cut: editor->cut(); break;
+    case Command::copy: editor->copy(); break;
+    case Command::paste: editor->paste(); break;
+    case Command::undo: editor->undo(); break;
+    case Command::selectAll: editor->selectAll(); break;
+    case Command::deleteForward: {
+        QTextCursor cursor = editor->textCursor();
+        cursor.deleteChar();
+        editor->setTextCursor(cursor);
+        break;
+    }
+    }
+}
+
+} // namespace
+
+void perform(Command command, const std::function<void()>& fileFallback)
+{
+    QWidget* focus = QApplication::focusWidget();
+    if (auto* spin = qobject_cast<QAbstractSpinBox*>(focus)) focus = spin->findChild<QLineEdit*>();
+    if (auto* line = qobject_cast<QLineEdit*>(focus)) return edit(line, command);
+    if (auto* text = qobject_cast<QTextEdit*>(focus)) return editText(text, command);
+    if (auto* plain = qobject_cast<QPlainTextEdit*>(focus)) return editText(plain, command);
+    if (fileFallback) fileFallback();
+}
+
+} // namespace EditCommandRouter
