@@ -1,10 +1,13 @@
 #include "State/VelmoStore.h"
 
 #include "PathKit/FilePaths.h"
+#include "Services/ClipboardFilePasteboard.h"
 #include "Services/DirectoryListingService.h"
+#include "Services/InMemoryFilePasteboard.h"
 #include "Services/InotifyDirectoryWatcher.h"
 #include "Services/PosixFileTransferService.h"
 #include "Services/SystemFileOpeningService.h"
+#include "Services/WorkspaceFileActionService.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -44,6 +47,12 @@ VelmoStore::VelmoStore(VelmoStoreDependencies dependencies, QObject* parent)
     }
     if (!d.fileTransferServiceFactory)
         d.fileTransferServiceFactory = [](PaneID) { return std::make_shared<PosixFileTransferService>(); };
+    // Without a clipboard given, one that lives in this store only.
+    if (!d.pasteboard) d.pasteboard = std::make_shared<InMemoryFilePasteboard>();
+    if (!d.fileActionServiceFactory) {
+        auto actions = std::make_shared<WorkspaceFileActionService>(d.pasteboard);
+        d.fileActionServiceFactory = [actions](PaneID) { return actions; };
+    }
 
     const DefaultsStore& defaults = *d.defaults;
     isSidebarVisible_ = defaults.boolValue(kSidebarVisibleKey, true);
@@ -72,6 +81,7 @@ std::unique_ptr<VelmoStore> VelmoStore::live(std::shared_ptr<DefaultsStore> defa
     VelmoStoreDependencies dependencies;
     dependencies.defaults = std::move(defaults);
     dependencies.initialFolders = initialFolders;
+    dependencies.pasteboard = std::make_shared<ClipboardFilePasteboard>();
     auto store = std::make_unique<VelmoStore>(std::move(dependencies));
     return store;
 }

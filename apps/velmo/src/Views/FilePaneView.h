@@ -1,12 +1,14 @@
 #pragma once
 
+#include "Views/FilePaneTableView.h"
+
 #include <QPointer>
 #include <QWidget>
 
 class BreadcrumbBar;
 class FilePaneCommands;
 class FilePaneStore;
-class FilePaneTableView;
+
 class FilePaneTableModel;
 class QLabel;
 class QLineEdit;
