@@ -14,7 +14,10 @@ FilePaneTableModel::FilePaneTableModel(FilePaneStore* store, QObject* parent)
     rebuildIndex();
     updateColumns();
     connect(store, &FilePaneStore::rowsChanged, this, &FilePaneTableModel::applyRows);
+    // The store says columnsChanged for new widths too; those are the view's
+    // business, and a reset would drop the view's selection and scroll position.
     connect(store, &FilePaneStore::columnsChanged, this, [this] {
+        if (FileEntryColumns::shown(store_->visibleColumns(), store_->columnOrder()) == columns_) return;
         beginResetModel();
         updateColumns();
         endResetModel();

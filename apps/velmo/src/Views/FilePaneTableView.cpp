@@ -4,6 +4,7 @@
 #include "Views/FileDragData.h"
 #include "Views/FilePaneTableModel.h"
 
+#include <QApplication>
 #include <QDrag>
 #include <QDragEnterEvent>
 #include <QHeaderView>
@@ -28,6 +29,38 @@ void FilePaneTableView::setPaneModel(FilePaneTableModel* model)
     connect(model, &QAbstractItemModel::rowsInserted, this, &FilePaneTableView::placeRenameEditor);
     connect(model, &QAbstractItemModel::rowsRemoved, this, &FilePaneTableView::placeRenameEditor);
     connect(model, &QAbstractItemModel::layoutChanged, this, &FilePaneTableView::placeRenameEditor);
+}
+
+// ---------------------------------------------------------------- keys
+
+void FilePaneTableView::keyboardSearch(const QString& text)
+{
+    if (text.isEmpty() || !model_) return;
+    const quint64 now = clock_->uptimeNanoseconds();
+    const quint64 pause = quint64(QApplication::keyboardInputInterval()) * 1'000'000;
+    if (now - lastKeyNanos_ > pause) typed_.clear();
+    lastKeyNanos_ = now;
+    // A search never starts with a space (the list gives Space its own meaning).
+    if (typed_.isEmpty() && text.trimmed().isEmpty()) return;
+    typed_ += text;
+    // The raw name reads as the Name column does for anything typed (the column
+    // only shows bytes that are not text as U+FFFD), without a copy per row.
+    for (int r = 0; r < model_->rowCount(); ++r) {
+        if (!QStringView(model_->row(r)->entry->name).startsWith(typed_, Qt::CaseInsensitive)) continue;
+        const QModelIndex found = model_->index(r, 0);
+        // Explicit flags: the held Shift of a capital letter must not extend the selection.
+        selectionModel()->setCurrentIndex(found, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        scrollTo(found);
+        return;
+    }
+}
+
+QModelIndex FilePaneTableView::moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers)
+{
+    if ((action != MoveHome && action != MoveEnd) || !model_ || model_->rowCount() == 0)
+        return QTableView::moveCursor(action, modifiers);
+    const int column = std::max(currentIndex().column(), 0);
+    return model_->index(action == MoveHome ? 0 : model_->rowCount() - 1, column);
 }
 
 // ---------------------------------------------------------------- drag out

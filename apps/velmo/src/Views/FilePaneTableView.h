@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Models/FileDropPolicy.h"
+#include "Support/MonotonicClock.h"
 
 #include <QPointer>
 #include <QTableView>
@@ -17,6 +18,11 @@ public:
     explicit FilePaneTableView(QWidget* parent = nullptr);
 
     void setPaneModel(FilePaneTableModel* model);
+    // Typing pauses are measured on this clock, so tests move time by hand.
+    void setClock(std::shared_ptr<MonotonicClock> clock) { clock_ = std::move(clock); }
+    // Selects the first row whose name starts with what was typed, whichever
+    // column holds the focus; the typed text starts over after a pause.
+    void keyboardSearch(const QString& text) override;
     // The folder the pane shows: drops between rows go there.
     void setFolderURL(const QString& url) { folderURL_ = url; }
 
@@ -32,6 +38,9 @@ signals:
     void renameRequested(const QString& entryID, const QString& name);
 
 protected:
+    // Home and End go to the first and last row (not column), so Shift extends
+    // the selection the usual way.
+    QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override;
     void startDrag(Qt::DropActions supportedActions) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragMoveEvent(QDragMoveEvent* event) override;
@@ -48,6 +57,9 @@ private:
     void placeRenameEditor();
 
     FilePaneTableModel* model_ = nullptr;
+    std::shared_ptr<MonotonicClock> clock_ = MonotonicClock::system();
+    QString typed_;
+    quint64 lastKeyNanos_ = 0;
     QString folderURL_;
     int dropRow_ = -1;
     bool dropOnTable_ = false;

@@ -6,6 +6,7 @@
 #include "Views/FilePaneCommands.h"
 #include "Views/FilePaneTableModel.h"
 #include "Views/FilePaneTableView.h"
+#include "Views/PaneStatusBar.h"
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -14,15 +15,28 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QScopedValueRollback>
+#include <QScrollBar>
 #include <QStackedWidget>
 #include <QStyle>
 #include <QTableView>
-#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 
+namespace {
+
+const FilePaneTableModel::ColumnInfo& columnInfo(FileEntrySortColumn column)
+{
+    for (const auto& info : FilePaneTableModel::allColumns())
+        if (info.column == column) return info;
+    return FilePaneTableModel::allColumns().front();
+}
+
+} // namespace
+
 FilePaneView::FilePaneView(VelmoStore* app, FilePaneStore* store, QWidget* parent)
-    : QWidget(parent), app_(app), store_(store), model_(new FilePaneTableModel(store, this))
+    : QWidget(parent), app_(app), store_(store), model_(new FilePaneTableModel(store, this)),
+      shownFolder_(store->currentURL())
 {
     buildLayout();
     connectStore();
@@ -79,6 +93,7 @@ void FilePaneView::buildLayout()
     stack_ = new QStackedWidget(this);
     table_ = new FilePaneTableView(stack_);
     table_->setPaneModel(model_);
+    table_->setClock(store_->services().clock);
     table_->setFolderURL(store_->currentURL());
     commands_ = new FilePaneCommands(app_, store_, table_, this);
     connect(breadcrumbs_, &BreadcrumbBar::dropRequested, commands_, &FilePaneCommands::drop);
@@ -96,11 +111,14 @@ void FilePaneView::buildLayout()
     // Fixed heights: a table of 100,000 rows must never measure them.
     table_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     table_->verticalHeader()->setDefaultSectionSize(table_->fontMetrics().height() + 6);
+    // Offsets in pixels, as the scroll memory keeps them.
+    table_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     table_->horizontalHeader()->setSectionsClickable(true);
     table_->horizontalHeader()->setSortIndicatorShown(true);
     table_->horizontalHeader()->setHighlightSections(false);
     table_->horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
-    table_->horizontalHeader()->setStretchLastSection(true);
+    table_->horizontalHeader()->setStretchLastSection(false);
+    connect(table_->horizontalHeader(), &QHeaderView::sectionResized, this, &FilePaneView::keepUserColumnWidth);
     table_->horizontalHeader()->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(table_->horizontalHeader(), &QHeaderView::customContextMenuRequested, this,
             [this](const QPoint& at) { showColumnsMenu(table_->horizontalHeader()->mapToGlobal(at)); });
@@ -108,6 +126,7 @@ void FilePaneView::buildLayout()
     applyColumnWidths();
     table_->setTabKeyNavigation(false);
     table_->installEventFilter(this);
+    table_->viewport()->installEventFilter(this);
     stack_->addWidget(table_);
     failureLabel_ = new QLabel(stack_);
     failureLabel_->setObjectName(QStringLiteral("failure"));
@@ -116,6 +135,8 @@ void FilePaneView::buildLayout()
     failureLabel_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     stack_->addWidget(failureLabel_);
     layout->addWidget(stack_, 1);
+    statusBar_ = new PaneStatusBar(store_, model_, this);
+    layout->addWidget(statusBar_);
 
     toastLabel_ = new QLabel(this);
     toastLabel_->setObjectName(QStringLiteral("toast"));
@@ -146,24 +167,95 @@ void FilePaneView::connectStore()
     connect(store_, &FilePaneStore::filterTextChanged, this, [this] {
         if (filterField_->text() != store_->filterText()) filterField_->setText(store_->filterText());
     });
-    connect(store_, &FilePaneStore::currentURLChanged, this, [this] {
-        table_->cancelRename();
-        table_->setFolderURL(store_->currentURL());
-        table_->scrollToTop();
-    });
+    connect(store_, &FilePaneStore::columnsChanged, this, &FilePaneView::applyColumnWidths);
+    connect(store_, &FilePaneStore::currentURLChanged, this, &FilePaneView::leaveShownFolder);
+    connect(store_, &FilePaneStore::loadStateChanged, this, &FilePaneView::settleScrollAfterNavigation);
+}
+
+void FilePaneView::leaveShownFolder()
+{
+    // The store emits this early in its commit, while the list still holds the
+    // old folder's rows and offset.
+    store_->scrollMemory().remember(table_->verticalScrollBar()->value(), shownFolder_, store_->currentURL());
+    shownFolder_ = store_->currentURL();
+    scrollToSettle_ = true;
+    table_->cancelRename();
+    table_->setFolderURL(store_->currentURL());
+}
+
+void FilePaneView::settleScrollAfterNavigation()
+{
+    // The commit ends with its load state; by then the new rows and the
+    // selection the store chose are in the list.
+    if (!scrollToSettle_ || store_->loadState().isLoading()) return;
+    scrollToSettle_ = false;
+    // The scroll range still reflects the old rows until the view lays out.
+    table_->doItemsLayout();
+    table_->verticalScrollBar()->setValue(int(store_->consumeScrollRestorationOffset(shownFolder_)));
+    revealPendingRow();
+}
+
+void FilePaneView::revealPendingRow()
+{
+    std::optional<QString> id = store_->pendingScrollToEntryID();
+    if (!id && store_->selectedEntryIDs().size() == 1) id = *store_->selectedEntryIDs().begin();
+    const int row = id ? model_->rowOfEntry(*id) : -1;
+    if (row < 0) return;
+    const QModelIndex index = model_->index(row, 0);
+    const QRect shown = table_->viewport()->rect();
+    const QRect at = table_->visualRect(index);
+    if (at.top() < shown.top() || at.bottom() > shown.bottom())
+        table_->scrollTo(index, QAbstractItemView::PositionAtCenter);
 }
 
 void FilePaneView::applyColumnWidths()
 {
+    QScopedValueRollback applying(applyingColumnWidths_, true);
     const auto& columns = model_->columns();
-    for (std::size_t section = 0; section < columns.size(); ++section) {
-        for (const auto& info : FilePaneTableModel::allColumns()) {
-            if (info.column != columns[section]) continue;
-            const double stored = store_->columnWidths().value(FileEntryColumns::id(info.column), 0);
-            table_->setColumnWidth(int(section), std::max(info.minimumWidth, stored > 0 ? int(stored) : info.width));
-        }
+    for (std::size_t section = 1; section < columns.size(); ++section) {
+        const auto& info = columnInfo(columns[section]);
+        const double stored = store_->columnWidths().value(FileEntryColumns::id(info.column), 0);
+        table_->setColumnWidth(int(section), std::max(info.minimumWidth, stored > 0 ? int(stored) : info.width));
     }
+    fitNameColumn();
     updateSortIndicator();
+}
+
+void FilePaneView::fitNameColumn()
+{
+    QHeaderView* header = table_->horizontalHeader();
+    if (header->count() == 0) return;
+    QScopedValueRollback applying(applyingColumnWidths_, true);
+    int others = 0;
+    for (int section = 1; section < header->count(); ++section) others += header->sectionSize(section);
+    // Below its minimum the pane scrolls sideways instead.
+    const int minimum = columnInfo(FileEntrySortColumn::name).minimumWidth;
+    header->resizeSection(0, std::max(minimum, table_->viewport()->width() - others));
+}
+
+void FilePaneView::keepUserColumnWidth(int section, int oldSize, int newSize)
+{
+    if (applyingColumnWidths_ || !store_) return;
+    QHeaderView* header = table_->horizontalHeader();
+    int changed = section;
+    int width = newSize;
+    // Name has no width of its own: moving its edge trades width with the column beside it.
+    if (section == 0) {
+        changed = header->logicalIndex(1);
+        if (changed < 0) {
+            fitNameColumn();
+            return;
+        }
+        // Name gives no more than it has above its minimum, and takes no more than the neighbour has above its.
+        const int nameRoom = std::max(0, oldSize - columnInfo(FileEntrySortColumn::name).minimumWidth);
+        const int minimum = columnInfo(model_->sortColumnOfSection(changed)).minimumWidth;
+        width = std::max(minimum, header->sectionSize(changed) + std::min(oldSize - newSize, nameRoom));
+    }
+    QMap<QString, double> widths = store_->columnWidths();
+    widths.insert(FileEntryColumns::id(model_->sortColumnOfSection(changed)), width);
+    store_->setColumnWidths(widths);
+    // Unchanged widths bring no signal, and Name must still snap back to fit.
+    applyColumnWidths();
 }
 
 void FilePaneView::showColumnsMenu(const QPoint& at)
@@ -324,6 +416,7 @@ void FilePaneView::openCurrentRow()
 bool FilePaneView::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::FocusIn && app_ && store_) app_->activate(store_->id());
+    if (watched == table_->viewport() && event->type() == QEvent::Resize) fitNameColumn();
     if (event->type() != QEvent::KeyPress) return QWidget::eventFilter(watched, event);
     auto* key = static_cast<QKeyEvent*>(event);
     if (watched == filterField_) {

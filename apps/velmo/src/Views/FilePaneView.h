@@ -10,6 +10,7 @@ class FilePaneCommands;
 class FilePaneStore;
 
 class FilePaneTableModel;
+class PaneStatusBar;
 class QLabel;
 class QLineEdit;
 class QStackedWidget;
@@ -18,7 +19,12 @@ class QToolButton;
 class VelmoStore;
 
 // One pane on screen: navigation buttons and the path, the name filter, the list
-// (or the reason it can't be shown), and the pane's toast.
+// (or the reason it can't be shown), the status line and the pane's toast.
+//
+// The list keeps each folder's scroll position in the store's scroll memory when
+// the folder is left, and puts it back when the store asks (Back, Forward, Up);
+// other navigations start at the top. The Name column takes the width the other
+// columns leave.
 class FilePaneView : public QWidget {
     Q_OBJECT
 
@@ -50,9 +56,13 @@ private:
     void pushSelectionToView();
     void pullSelectionFromView();
     void openCurrentRow();
-    void applyPendingScroll();
+    void leaveShownFolder();
+    void settleScrollAfterNavigation();
+    void revealPendingRow();
     void placeToast();
     void applyColumnWidths();
+    void fitNameColumn();
+    void keepUserColumnWidth(int section, int oldSize, int newSize);
     void showColumnsMenu(const QPoint& at);
     void showContextMenu(const QPoint& at);
 
@@ -70,5 +80,11 @@ private:
     FilePaneCommands* commands_;
     QLabel* failureLabel_;
     QLabel* toastLabel_;
+    PaneStatusBar* statusBar_;
     bool syncingSelection_ = false;
+    bool applyingColumnWidths_ = false;
+    // The folder whose rows the list shows, and whether its scroll position is
+    // still to be settled once the navigation's commit is complete.
+    QString shownFolder_;
+    bool scrollToSettle_ = false;
 };

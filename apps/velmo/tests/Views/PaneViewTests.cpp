@@ -8,7 +8,9 @@
 
 #include <QJsonArray>
 #include <QLabel>
+#include <QHeaderView>
 #include <QLineEdit>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QTabBar>
 #include <QTableView>
@@ -22,9 +24,11 @@ class WindowFixture : public ::testing::Test {
 protected:
     WindowFixture()
     {
-        listing->folders["/w"] = makeFileEntries("/w", {"docs/", "b.txt", "a.txt"});
+        listing->folders["/w"] = {makeFileEntry("/w", "docs", true), makeFileEntry("/w", "b.txt", false, 300'000),
+                                  makeFileEntry("/w", "a.txt", false, 1'200'000)};
         listing->folders["/w/docs"] = makeFileEntries("/w/docs", {"inner.txt"});
         VelmoStoreDependencies d;
+        d.clock = clock;
         d.defaults = std::make_shared<InMemoryDefaultsStore>();
         d.listingServiceFactory = [this](PaneID) { return listing; };
         d.directoryWatcherFactory = [this](PaneID) { return std::make_shared<FakeDirectoryWatcher>(); };
@@ -38,6 +42,12 @@ protected:
     }
 
     FilePaneView* leftView() { return window->findChild<FilePaneView*>("leftPane"); }
+    QStringList selectedNames(FilePaneView* view)
+    {
+        QStringList names;
+        for (const auto& entry : view->store()->selectedEntries()) names << entry->name;
+        return names;
+    }
     QStringList shownNames(FilePaneView* view)
     {
         QStringList names;
@@ -46,6 +56,7 @@ protected:
         return names;
     }
 
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
     std::shared_ptr<FakeListingService> listing = std::make_shared<FakeListingService>();
     std::unique_ptr<VelmoStore> store;
     std::unique_ptr<MainWindow> window;
@@ -123,6 +134,145 @@ TEST_F(WindowFixture, SelectionAndFilterFlowBetweenViewAndStore)
     EXPECT_TRUE(left->store()->selectedEntryIDs().isEmpty());
     left->store()->setSelectedEntryIDs({"/w/b.txt"});
     EXPECT_EQ(left->table()->selectionModel()->selectedRows().size(), 1);
+}
+
+TEST_F(WindowFixture, HomeAndEndSelectTheFirstAndLastRowAndShiftExtends)
+{
+    FilePaneView* left = leftView();
+    QTableView* table = left->table();
+    table->setCurrentIndex(left->model()->index(1, 2));
+    QTest::keyClick(table, Qt::Key_End);
+    EXPECT_EQ(selectedNames(left), QStringList({"b.txt"}));
+    EXPECT_EQ(table->horizontalScrollBar()->value(), 0);
+    QTest::keyClick(table, Qt::Key_Home);
+    EXPECT_EQ(selectedNames(left), QStringList({"docs"}));
+    QTest::keyClick(table, Qt::Key_End, Qt::ShiftModifier);
+    EXPECT_EQ(selectedNames(left), QStringList({"docs", "a.txt", "b.txt"}));
+    QTest::keyClick(table, Qt::Key_Up);
+    QTest::keyClick(table, Qt::Key_Home, Qt::ShiftModifier);
+    EXPECT_EQ(selectedNames(left), QStringList({"docs", "a.txt"}));
+}
+
+TEST_F(WindowFixture, TypingSelectsByNameWhicheverCellHasTheFocus)
+{
+    FilePaneView* left = leftView();
+    QTableView* table = left->table();
+    // The focus sits in the Kind column, whose text for a.txt ("Document") also starts with "d".
+    const int kind = left->model()->sectionOfSortColumn(FileEntrySortColumn::kind);
+    table->setCurrentIndex(left->model()->index(1, kind));
+    QTest::keyClicks(table, "do");
+    EXPECT_EQ(selectedNames(left), QStringList({"docs"}));
+    QTest::keyClick(table, Qt::Key_X);
+    EXPECT_EQ(selectedNames(left), QStringList({"docs"}));
+
+    // After a pause the search starts over; case does not matter.
+    clock->advanceMilliseconds(QApplication::keyboardInputInterval() + 1);
+    QTest::keyClick(table, Qt::Key_B, Qt::ShiftModifier);
+    EXPECT_EQ(selectedNames(left), QStringList({"b.txt"}));
+}
+
+TEST_F(WindowFixture, BackAndUpReturnToTheScrollPositionLeft)
+{
+    QStringList names;
+    for (int i = 0; i < 300; ++i) names << QStringLiteral("f%1/").arg(i, 3, 10, QLatin1Char('0'));
+    listing->folders["/big"] = makeFileEntries("/big", names);
+    listing->folders["/big/f150"] = makeFileEntries("/big/f150", {"inner.txt"});
+    FilePaneView* left = leftView();
+    QScrollBar* scroll = left->table()->verticalScrollBar();
+    left->store()->navigate("/big");
+    listing->answerAll();
+    ASSERT_EQ(left->model()->rowCount(), 300);
+    left->store()->setSelectedEntryIDs({"/big/f150"});
+    left->table()->scrollTo(left->model()->index(140, 0), QAbstractItemView::PositionAtTop);
+    const int offset = scroll->value();
+    ASSERT_GT(offset, 0);
+    QTest::keyClick(left->table(), Qt::Key_Return);
+    listing->answerAll();
+    EXPECT_EQ(left->store()->currentURL(), "/big/f150");
+    EXPECT_EQ(scroll->value(), 0);
+    left->store()->goBack();
+    listing->answerAll();
+    EXPECT_EQ(scroll->value(), offset);
+
+    // Up also restores, and the folder it selects (the one left) stays in sight.
+    left->store()->navigate("/big/f150");
+    listing->answerAll();
+    scroll->setValue(scroll->maximum());
+    left->store()->goUp();
+    listing->answerAll();
+    EXPECT_EQ(scroll->value(), offset);
+    EXPECT_EQ(selectedNames(left), QStringList({"f150"}));
+
+    // A new folder opened from elsewhere starts at the top.
+    left->store()->setSelectedEntryIDs({});
+    left->store()->navigate("/w");
+    listing->answerAll();
+    left->store()->navigate("/big");
+    listing->answerAll();
+    EXPECT_EQ(scroll->value(), 0);
+}
+
+TEST_F(WindowFixture, TheStatusLineCountsTheRowsAndWeighsTheSelectedFiles)
+{
+    FilePaneView* left = leftView();
+    auto* status = left->findChild<QLabel*>("status");
+    ASSERT_TRUE(status);
+    EXPECT_EQ(status->text(), "3 items");
+    const struct {
+        QSet<QString> selection;
+        const char* text;
+    } cases[] = {
+        {{"/w/a.txt"}, "1 of 3 selected, 1.2 MB"},
+        {{"/w/docs"}, "1 of 3 selected"},
+        {{"/w/docs", "/w/a.txt", "/w/b.txt"}, "3 of 3 selected, 1.5 MB"},
+        {{}, "3 items"},
+    };
+    for (const auto& c : cases) {
+        left->store()->setSelectedEntryIDs(c.selection);
+        EXPECT_EQ(status->text(), c.text);
+    }
+    left->findChild<QLineEdit*>("filter")->setText("b");
+    EXPECT_EQ(status->text(), "1 item");
+
+    // The free space of a real folder arrives from the background.
+    TemporaryFolder folder;
+    listing->folders[folder.path()] = {};
+    left->store()->navigate(folder.path());
+    listing->answerAll();
+    EXPECT_EQ(status->text(), "0 items");
+    auto* space = left->findChild<QLabel*>("statusSpace");
+    EXPECT_TRUE(waitUntil([&] { return space->text().endsWith(" available"); })) << space->text().toStdString();
+}
+
+TEST_F(WindowFixture, TheNameColumnTakesTheFreeWidthAndUserWidthsAreKept)
+{
+    FilePaneView* left = leftView();
+    QHeaderView* header = left->table()->horizontalHeader();
+    auto total = [&] { return header->length(); };
+    const int width = left->table()->viewport()->width();
+    EXPECT_EQ(total(), width);
+    EXPECT_FALSE(left->table()->horizontalScrollBar()->isVisible());
+
+    const int size = left->model()->sectionOfSortColumn(FileEntrySortColumn::size);
+    header->resizeSection(size, 120);
+    EXPECT_EQ(left->store()->columnWidths().value("size"), 120);
+    EXPECT_EQ(header->sectionSize(size), 120);
+    EXPECT_EQ(total(), width);
+
+    // Moving Name's edge trades width with the column beside it, down to Name's minimum.
+    header->resizeSection(0, header->sectionSize(0) - 20);
+    EXPECT_EQ(left->store()->columnWidths().value("size"), 140);
+    EXPECT_EQ(total(), width);
+    header->resizeSection(0, 20);
+    EXPECT_EQ(header->sectionSize(0), 180);
+    EXPECT_EQ(total(), width);
+
+    // A column shown later leaves the others' widths alone.
+    left->store()->setVisibleColumns({FileEntryColumn::size, FileEntryColumn::kind});
+    EXPECT_EQ(header->sectionSize(left->model()->sectionOfSortColumn(FileEntrySortColumn::size)),
+              left->store()->columnWidths().value("size"));
+    EXPECT_EQ(left->store()->columnWidths().keys(), QStringList({"size"}));
+    EXPECT_EQ(total(), width);
 }
 
 TEST_F(WindowFixture, TabMovesToTheOtherPaneAndMakesItActive)
