@@ -8,11 +8,16 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QJsonDocument>
+#include <QSaveFile>
+#include <QSocketNotifier>
 #include <QTimer>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -20,7 +25,12 @@ struct Options {
     QString screenshotPath;
     QString dumpStatePath;
     QStringList paths;
-    bool headless() const { return !screenshotPath.isEmpty() || !dumpStatePath.isEmpty(); }
+    // Stay open after the first outputs and write them again on SIGUSR1.
+    bool keepRunning = false;
+    // Scripted runs use in-memory settings and never touch the user's.
+    bool scripted() const { return keepRunning || !screenshotPath.isEmpty() || !dumpStatePath.isEmpty(); }
+    // Only a run that ends by itself needs no display.
+    bool offscreen() const { return scripted() && !keepRunning; }
 };
 
 std::optional<Options> parse(int argc, char** argv)
@@ -33,6 +43,8 @@ std::optional<Options> parse(int argc, char** argv)
         } else if (arg == u"--screenshot" || arg == u"--dump-state") {
             std::fprintf(stderr, "velmo: %s needs a file name\n", argv[i]);
             return std::nullopt;
+        } else if (arg == u"--keep-running") {
+            options.keepRunning = true;
         } else if (!arg.startsWith(u'-')) {
             options.paths.append(arg);
         }
@@ -53,23 +65,60 @@ bool firstListingsLanded(const VelmoStore& store)
     return true;
 }
 
+// Each file is replaced whole (written aside, then renamed), so that a reader
+// watching it for a rewrite never sees half of one.
 bool writeOutputs(const Options& options, MainWindow& window, const VelmoStore& store)
 {
     bool ok = true;
-    if (!options.screenshotPath.isEmpty() && !window.grab().save(options.screenshotPath, "PNG")) {
-        std::fprintf(stderr, "velmo: could not write %s\n", qPrintable(options.screenshotPath));
-        ok = false;
-    }
-    if (!options.dumpStatePath.isEmpty()) {
-        QFile file(options.dumpStatePath);
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)
-            || file.write(QJsonDocument(StateDump::dump(store)).toJson()) < 0) {
-            std::fprintf(stderr, "velmo: could not write %s\n", qPrintable(options.dumpStatePath));
+    auto write = [&ok](const QString& path, const std::function<bool(QSaveFile&)>& fill) {
+        QSaveFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || !fill(file) || !file.commit()) {
+            std::fprintf(stderr, "velmo: could not write %s\n", qPrintable(path));
             ok = false;
         }
-    }
+    };
+    if (!options.screenshotPath.isEmpty())
+        write(options.screenshotPath, [&window](QSaveFile& file) { return window.grab().save(&file, "PNG"); });
+    if (!options.dumpStatePath.isEmpty())
+        write(options.dumpStatePath,
+              [&store](QSaveFile& file) { return file.write(QJsonDocument(StateDump::dump(store)).toJson()) >= 0; });
     return ok;
 }
+
+// SIGUSR1 as an event on the main thread. The handler may only make
+// async-signal-safe calls, so it writes a byte to a pipe whose reading end a
+// QSocketNotifier watches; the outputs are written there, in the event loop.
+namespace OutputSignal {
+
+int pipeFDs[2] = {-1, -1};
+
+void handle(int)
+{
+    const int saved = errno;
+    const char byte = 1;
+    // A full pipe already holds a wake-up: nothing is lost by dropping this one.
+    [[maybe_unused]] const ssize_t written = ::write(pipeFDs[1], &byte, 1);
+    errno = saved;
+}
+
+bool install()
+{
+    if (::pipe2(pipeFDs, O_CLOEXEC | O_NONBLOCK) != 0) return false;
+    struct sigaction action {};
+    action.sa_handler = handle;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    return ::sigaction(SIGUSR1, &action, nullptr) == 0;
+}
+
+// Reads every pending wake-up: signals that came together write once.
+void drain()
+{
+    char buffer[64];
+    while (::read(pipeFDs[0], buffer, sizeof buffer) > 0) { }
+}
+
+} // namespace OutputSignal
 
 } // namespace
 
@@ -78,21 +127,27 @@ int VelmoApplication::run(int argc, char** argv)
     const auto options = parse(argc, argv);
     if (!options) return 2;
     // Pictures and dumps need no display, and must not read or write the user's settings.
-    if (options->headless() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    // A run that stays open is driven on a display, so it keeps the real platform.
+    if (options->offscreen() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Before anything else: an early SIGUSR1 would otherwise end the program.
+    if (options->keepRunning && !OutputSignal::install()) {
+        std::perror("velmo: SIGUSR1");
+        return 1;
+    }
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Velmo"));
     QApplication::setDesktopFileName(QStringLiteral("velmo"));
 
     std::shared_ptr<DefaultsStore> defaults;
-    if (options->headless()) defaults = std::make_shared<InMemoryDefaultsStore>();
+    if (options->scripted()) defaults = std::make_shared<InMemoryDefaultsStore>();
     else defaults = std::make_shared<SettingsDefaultsStore>();
     auto store = VelmoStore::live(defaults, options->paths);
     MainWindow window(store.get());
     window.show();
     QTimer::singleShot(0, store.get(), [&store] { store->loadInitialPanes(); });
 
-    if (!options->headless()) return app.exec();
+    if (!options->scripted()) return app.exec();
 
     int exitCode = 0;
     QElapsedTimer waited;
@@ -106,10 +161,20 @@ int VelmoApplication::run(int argc, char** argv)
         QCoreApplication::processEvents();
         if (timedOut) std::fprintf(stderr, "velmo: listings did not finish within 60 s\n");
         exitCode = writeOutputs(*options, window, *store) && !timedOut ? 0 : 1;
-        app.quit();
+        if (!options->keepRunning) app.quit();
     });
     poll.start(2);
-    app.exec();
+    std::unique_ptr<QSocketNotifier> wakeUps;
+    if (options->keepRunning) {
+        wakeUps = std::make_unique<QSocketNotifier>(OutputSignal::pipeFDs[0], QSocketNotifier::Read);
+        QObject::connect(wakeUps.get(), &QSocketNotifier::activated, &app, [&] {
+            OutputSignal::drain();
+            // Before the first listings land, the first outputs are still to come.
+            if (!poll.isActive()) writeOutputs(*options, window, *store);
+        });
+    }
+    const int loopCode = app.exec();
+    if (options->keepRunning && exitCode == 0) exitCode = loopCode;
     store->teardown();
     return exitCode;
 }
