@@ -219,3 +219,8 @@ void FilePaneTableModel::applyRows()
         }
     }
 }
+
+Qt::ItemFlags FilePaneTableModel::flags(const QModelIndex& index) const
+{
+    return QAbstractTableModel::flags(index) | (index.isValid() ? Qt::ItemIsDragEnabled : Qt::NoItemFlags);
+}

@@ -24,6 +24,8 @@ public:
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+    // Rows drag out as files (the table builds the drag itself).
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
 
     const FilePaneRow* row(int index) const;
     int rowOfEntry(const QString& id) const;
