@@ -30,6 +30,20 @@ FilePaneCommands::FilePaneCommands(VelmoStore* app, FilePaneStore* store, FilePa
         if (failed) table_->beginRename(entry.id, name);
     });
     connect(table, &FilePaneTableView::dropRequested, this, &FilePaneCommands::drop);
+    // Items the trash refused: until deleting with privileges is offered, the
+    // user is told which ones stayed.
+    connect(store, &FilePaneStore::permissionDeniedURLsChanged, this, [this] {
+        if (!store_ || !store_->permissionDeniedURLs()) return;
+        const QStringList refused = *store_->permissionDeniedURLs();
+        store_->clearPermissionDeniedURLs();
+        QStringList names;
+        for (qsizetype i = 0; i < refused.size() && i < 2; ++i)
+            names.append(FilePaths::displayName(FilePaths::lastComponent(refused[i])));
+        store_->showActionToast(QStringLiteral("Could not move ") + FilePaneStore::itemCountText(refused.size())
+                                    + QStringLiteral(" to the Trash: ") + names.join(QStringLiteral(", "))
+                                    + (refused.size() > 2 ? QStringLiteral(", ...") : QString()),
+                                ToastMessage::Kind::error);
+    });
 }
 
 void FilePaneCommands::drop(const QStringList& paths, const QString& destinationURL, FileDropPolicy::Operation operation)
