@@ -14,6 +14,7 @@
 #include <QHBoxLayout>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QToolButton>
@@ -277,8 +278,37 @@ FilePaneView* MainWindow::activePaneView() const
     return view ? view->activePaneView() : nullptr;
 }
 
+std::vector<FileActivityItem> MainWindow::runningOperations() const
+{
+    std::vector<FileActivityItem> running;
+    if (!store_) return running;
+    for (FileActivityItem& item : store_->activityItems())
+        if (!item.id.endsWith(QStringLiteral("-loading"))) running.push_back(std::move(item));
+    return running;
+}
+
 void MainWindow::closeEvent(QCloseEvent* event)
 {
+    // Quitting in the middle of a copy or move would leave it half done: the
+    // operations are stopped (each takes back the item in hand) and the window
+    // closes once they have ended.
+    const auto running = runningOperations();
+    if (!running.empty() && store_) {
+        event->ignore();
+        if (closingAfterOperations_) return;
+        const auto answer = QMessageBox::question(
+            this, QStringLiteral("Quit Velmo?"),
+            QStringLiteral("%1 file operation(s) are running. Stop them and quit?").arg(running.size()),
+            QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::Cancel);
+        if (answer != QMessageBox::Yes) return;
+        closingAfterOperations_ = true;
+        for (const FileActivityItem& item : running)
+            if (item.isCancellable) store_->cancelActivity(item.id);
+        connect(store_, &VelmoStore::activityChanged, this, [this] {
+            if (closingAfterOperations_ && runningOperations().empty()) QMetaObject::invokeMethod(this, &QWidget::close, Qt::QueuedConnection);
+        });
+        return;
+    }
     if (store_) store_->teardown();
     QMainWindow::closeEvent(event);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Models/FileActivityItem.h"
+
 #include <QHash>
 #include <QMainWindow>
 #include <QPointer>
@@ -31,10 +33,13 @@ private:
     void syncActiveTab();
     void updateTitles();
     QWidget* contentFor(const QUuid& id);
+    // Copies, moves, trash and undo under way (loads are not counted).
+    std::vector<FileActivityItem> runningOperations() const;
 
     QPointer<VelmoStore> store_;
     QTabBar* tabBar_;
     QStackedWidget* content_;
     QHash<QUuid, QWidget*> contentByTab_;
     bool syncing_ = false;
+    bool closingAfterOperations_ = false;
 };
