@@ -267,7 +267,10 @@ bool FilePaneTableView::eventFilter(QObject* watched, QEvent* event)
             }
         } else if (event->type() == QEvent::FocusOut) {
             // Clicking elsewhere keeps what was typed, as desktop file managers do.
-            commitRename();
+            // Another window or a popup taking the focus leaves the editor open:
+            // a commit then could reopen the editor while the window is torn down.
+            const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
+            if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason) commitRename();
         }
     }
     return QTableView::eventFilter(watched, event);
