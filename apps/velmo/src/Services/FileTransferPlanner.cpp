@@ -7,6 +7,7 @@
 #include <QCollator>
 
 #include <algorithm>
+#include <cerrno>
 
 #include <dirent.h>
 
@@ -53,7 +54,13 @@ std::expected<FileTransferPlanBatch, FileTransferError> FileTransferPlanner::pla
         std::vector<FileTransferEntry> entries;
         const auto collected = collectEntries(standardSource, destination, entries, batch.skippedURLs, options, stop);
         if (!collected) {
-            if (!options.skipPermissionDeniedItems || !FileTransferErrorClassifier::isPermissionDenied(collected.error()))
+            // A source that is gone (deleted after it was cut or dragged) is
+            // skipped and named; the others still go.
+            const auto* missing = std::get_if<FileTransferSystemError>(&collected.error());
+            const bool vanished = missing && missing->code == ENOENT && missing->path == standardSource;
+            if (!vanished
+                && (!options.skipPermissionDeniedItems
+                    || !FileTransferErrorClassifier::isPermissionDenied(collected.error())))
                 return std::unexpected(collected.error());
             batch.skippedURLs.append(standardSource);
             continue;
