@@ -285,6 +285,16 @@ private:
     void reloadAfterOwnChange();
     void removeEntriesNow(const QSet<QString>& ids);
     std::function<void(const FileTransferProgress&)> progressForwarder(const QUuid& id);
+    using TransferProgressHandler = std::function<void(const FileTransferProgress&)>;
+    using CreatingTransferWork
+        = std::function<std::expected<FileCopyResult, FileTransferError>(const FileTransferProviding&, const QStringList&,
+                                                                          const QString&, std::stop_token,
+                                                                          const TransferProgressHandler&)>;
+    void runCreatingTransfer(FileTransferKind kind, const QStringList& urls, const QString& destinationURL,
+                             bool selectTransferredItems, std::optional<qint64> pasteboardChangeCountToClear,
+                             const QString& failureMessage, const QString& operationWord, CreatingTransferWork work);
+    void clearPasteboardIfUnchanged(std::optional<qint64> changeCount);
+    void createItem(const QString& name, bool isFolder);
     void finishTrash(const std::vector<TrashedItem>& trashed, const QStringList& failed,
                      const std::optional<QString>& nextSelection);
     void undoTrash(std::vector<TrashedItem> items);

@@ -217,6 +217,34 @@ std::function<void(const FileTransferProgress&)> FilePaneStore::progressForwarde
 void FilePaneStore::startCopyTransfer(FileTransferKind kind, const QStringList& urls, const QString& destinationURL,
                                       bool selectTransferredItems, std::optional<qint64> pasteboardChangeCountToClear)
 {
+    runCreatingTransfer(kind, urls, destinationURL, selectTransferredItems, pasteboardChangeCountToClear,
+                        QStringLiteral("Could not copy items"), QStringLiteral("copied"),
+                        [](const FileTransferProviding& service, const QStringList& sources, const QString& destination,
+                           std::stop_token stop, const TransferProgressHandler& progress) {
+                            return service.copyItems(sources, destination, stop, progress);
+                        });
+}
+
+void FilePaneStore::startLinkTransfer(FileTransferKind kind, const QStringList& urls, const QString& destinationURL,
+                                      bool selectTransferredItems)
+{
+    runCreatingTransfer(kind, urls, destinationURL, selectTransferredItems, std::nullopt,
+                        QStringLiteral("Could not create links"), QStringLiteral("linked"),
+                        [](const FileTransferProviding& service, const QStringList& sources, const QString& destination,
+                           std::stop_token stop,
+                           const TransferProgressHandler& progress) -> std::expected<FileCopyResult, FileTransferError> {
+                            auto linked = service.linkItems(sources, destination, stop, progress);
+                            if (!linked) return std::unexpected(linked.error());
+                            return FileCopyResult {linked->createdURLs, linked->skippedURLs};
+                        });
+}
+
+// Copies and links make new items: what they made is undone by the trash.
+void FilePaneStore::runCreatingTransfer(FileTransferKind kind, const QStringList& urls, const QString& destinationURL,
+                                        bool selectTransferredItems, std::optional<qint64> pasteboardChangeCountToClear,
+                                        const QString& failureMessage, const QString& operationWord,
+                                        CreatingTransferWork work)
+{
     const QString destination = FilePaths::standardized(destinationURL);
     const QStringList sources = standardizedAll(urls);
     if (sources.isEmpty() || !services_.transfer) return;
@@ -227,11 +255,11 @@ void FilePaneStore::startCopyTransfer(FileTransferKind kind, const QStringList& 
     auto progress = progressForwarder(id);
     BackgroundTask::runToOutcome(
         services_.operations.get(), this, transferStop_->get_token(),
-        [service, sources, destination, progress](std::stop_token stop) {
-            return service->copyItems(sources, destination, stop, progress);
+        [service, sources, destination, progress, work](std::stop_token stop) {
+            return work(*service, sources, destination, stop, progress);
         },
-        [this, id, destination, selectTransferredItems, pasteboardChangeCountToClear](
-            std::expected<FileCopyResult, FileTransferError> result) {
+        [this, id, destination, selectTransferredItems, pasteboardChangeCountToClear, failureMessage,
+         operationWord](std::expected<FileCopyResult, FileTransferError> result) {
             QStringList created, skipped;
             if (result) {
                 created = result->createdURLs;
@@ -242,53 +270,21 @@ void FilePaneStore::startCopyTransfer(FileTransferKind kind, const QStringList& 
                 clearTransfer(id);
                 return;
             } else {
-                failTransfer(id, QStringLiteral("Could not copy items"), result.error());
+                failTransfer(id, failureMessage, result.error());
                 return;
             }
             if (!clearTransfer(id)) return;
             if (!created.isEmpty()) recordUndo(UndoAction {UndoAction::Created {created}});
-            if (pasteboardChangeCountToClear && services_.pasteboard
-                && *pasteboardChangeCountToClear == services_.pasteboard->changeCount())
-                services_.pasteboard->clearContents();
+            clearPasteboardIfUnchanged(pasteboardChangeCountToClear);
             finishTransfer(destination, created, selectTransferredItems);
-            showSkippedItemsToast(skipped, QStringLiteral("copied"));
+            showSkippedItemsToast(skipped, operationWord);
         });
 }
 
-void FilePaneStore::startLinkTransfer(FileTransferKind kind, const QStringList& urls, const QString& destinationURL,
-                                      bool selectTransferredItems)
+void FilePaneStore::clearPasteboardIfUnchanged(std::optional<qint64> changeCount)
 {
-    const QString destination = FilePaths::standardized(destinationURL);
-    const QStringList sources = standardizedAll(urls);
-    if (sources.isEmpty() || !services_.transfer) return;
-    if (!beginTransfer(kind, sources.size(), destination)) return;
-    const QUuid id = activeTransfer_->id;
-    auto service = services_.transfer;
-    auto progress = progressForwarder(id);
-    BackgroundTask::runToOutcome(
-        services_.operations.get(), this, transferStop_->get_token(),
-        [service, sources, destination, progress](std::stop_token stop) {
-            return service->linkItems(sources, destination, stop, progress);
-        },
-        [this, id, destination, selectTransferredItems](std::expected<FileLinkResult, FileTransferError> result) {
-            QStringList created, skipped;
-            if (result) {
-                created = result->createdURLs;
-                skipped = result->skippedURLs;
-            } else if (const auto* cancellation = std::get_if<FileTransferCancellation>(&result.error())) {
-                created = cancellation->completedURLs();
-            } else if (std::holds_alternative<FileTransferStopped>(result.error())) {
-                clearTransfer(id);
-                return;
-            } else {
-                failTransfer(id, QStringLiteral("Could not create links"), result.error());
-                return;
-            }
-            if (!clearTransfer(id)) return;
-            if (!created.isEmpty()) recordUndo(UndoAction {UndoAction::Created {created}});
-            finishTransfer(destination, created, selectTransferredItems);
-            showSkippedItemsToast(skipped, QStringLiteral("linked"));
-        });
+    if (changeCount && services_.pasteboard && *changeCount == services_.pasteboard->changeCount())
+        services_.pasteboard->clearContents();
 }
 
 void FilePaneStore::startMoveTransfer(FileTransferKind kind, const QStringList& urls, const QString& destinationURL,
@@ -327,9 +323,7 @@ void FilePaneStore::startMoveTransfer(FileTransferKind kind, const QStringList& 
             }
             if (!clearTransfer(id)) return;
             recordMoveUndo(moves);
-            if (!moves.empty() && pasteboardChangeCountToClear && services_.pasteboard
-                && *pasteboardChangeCountToClear == services_.pasteboard->changeCount())
-                services_.pasteboard->clearContents();
+            if (!moves.empty()) clearPasteboardIfUnchanged(pasteboardChangeCountToClear);
             QStringList transferred;
             for (const FileMoveResult& move : moves) transferred.append(move.destinationURL);
             finishTransfer(destination, transferred, selectTransferredItems);
@@ -375,27 +369,15 @@ void FilePaneStore::showSkippedItemsToast(const QStringList& urls, const QString
 
 void FilePaneStore::createFolder(const QString& name)
 {
-    const QString sanitized = sanitizedCreatedItemName(name);
-    if (sanitized.isEmpty() || !services_.fileActions) return;
-    if (isBusy()) {
-        showActionToast(busyMessage(), ToastMessage::Kind::error);
-        return;
-    }
-    QString url = FilePaths::appending(currentURL_, sanitized);
-    for (int n = 2; itemExists(url); ++n) url = FilePaths::appending(currentURL_, sanitized + QStringLiteral(" %1").arg(n));
-    if (auto made = services_.fileActions->createDirectory(url); !made) {
-        showActionToast(QStringLiteral("Could not create ") + FilePaths::displayName(FilePaths::lastComponent(url))
-                            + QStringLiteral(": ") + made.error().localizedDescription(),
-                        ToastMessage::Kind::error);
-        return;
-    }
-    recordUndo(UndoAction {UndoAction::Created {{url}}});
-    setSelectedEntryIDs({url});
-    setPendingInlineRenameEntryID(std::nullopt);
-    reloadAfterOwnChange();
+    createItem(name, true);
 }
 
 void FilePaneStore::createFile(const QString& name)
+{
+    createItem(name, false);
+}
+
+void FilePaneStore::createItem(const QString& name, bool isFolder)
 {
     const QString sanitized = sanitizedCreatedItemName(name);
     if (sanitized.isEmpty() || !services_.fileActions) return;
@@ -403,12 +385,14 @@ void FilePaneStore::createFile(const QString& name)
         showActionToast(busyMessage(), ToastMessage::Kind::error);
         return;
     }
-    const QString extension = FilePaths::extension(sanitized);
+    // A folder's whole name is its base; a file keeps its extension after the number.
+    const QString extension = isFolder ? QString() : FilePaths::extension(sanitized);
     const QString base = extension.isEmpty() ? sanitized : sanitized.chopped(extension.size() + 1);
     QString url = FilePaths::appending(currentURL_, filename(base, extension));
     for (int n = 2; itemExists(url); ++n)
         url = FilePaths::appending(currentURL_, filename(base + QStringLiteral(" %1").arg(n), extension));
-    if (auto made = services_.fileActions->createFile(url); !made) {
+    const auto made = isFolder ? services_.fileActions->createDirectory(url) : services_.fileActions->createFile(url);
+    if (!made) {
         showActionToast(QStringLiteral("Could not create ") + FilePaths::displayName(FilePaths::lastComponent(url))
                             + QStringLiteral(": ") + made.error().localizedDescription(),
                         ToastMessage::Kind::error);

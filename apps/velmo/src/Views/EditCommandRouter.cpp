@@ -10,7 +10,8 @@ namespace EditCommandRouter {
 
 namespace {
 
-void edit(QLineEdit* editor, Command command)
+template <typename Editor>
+void edit(Editor* editor, Command command)
 {
     switch (command) {
     case Command::cut: editor->cut(); break;
@@ -18,25 +19,15 @@ void edit(QLineEdit* editor, Command command)
     case Command::paste: editor->paste(); break;
     case Command::undo: editor->undo(); break;
     case Command::selectAll: editor->selectAll(); break;
-    case Command::deleteForward: editor->del(); break;
-    }
-}
-
-template <typename TextEdit>
-void editText(TextEdit* editor, Command command)
-{
-    switch (command) {
-    case Command::cut: editor->cut(); break;
-    case Command::copy: editor->copy(); break;
-    case Command::paste: editor->paste(); break;
-    case Command::undo: editor->undo(); break;
-    case Command::selectAll: editor->selectAll(); break;
-    case Command::deleteForward: {
-        QTextCursor cursor = editor->textCursor();
-        cursor.deleteChar();
-        editor->setTextCursor(cursor);
+    case Command::deleteForward:
+        if constexpr (std::is_same_v<Editor, QLineEdit>) {
+            editor->del();
+        } else {
+            QTextCursor cursor = editor->textCursor();
+            cursor.deleteChar();
+            editor->setTextCursor(cursor);
+        }
         break;
-    }
     }
 }
 
@@ -47,8 +38,8 @@ void perform(Command command, const std::function<void()>& fileFallback)
     QWidget* focus = QApplication::focusWidget();
     if (auto* spin = qobject_cast<QAbstractSpinBox*>(focus)) focus = spin->findChild<QLineEdit*>();
     if (auto* line = qobject_cast<QLineEdit*>(focus)) return edit(line, command);
-    if (auto* text = qobject_cast<QTextEdit*>(focus)) return editText(text, command);
-    if (auto* plain = qobject_cast<QPlainTextEdit*>(focus)) return editText(plain, command);
+    if (auto* text = qobject_cast<QTextEdit*>(focus)) return edit(text, command);
+    if (auto* plain = qobject_cast<QPlainTextEdit*>(focus)) return edit(plain, command);
     if (fileFallback) fileFallback();
 }
 

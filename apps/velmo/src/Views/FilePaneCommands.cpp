@@ -127,26 +127,29 @@ std::optional<QString> FilePaneCommands::askForName(const QString& title, const 
 
 void FilePaneCommands::newFolder()
 {
-    if (!store_) return;
-    if (store_->isBusy()) {
-        store_->showActionToast(FilePaneStore::busyMessage(), ToastMessage::Kind::error);
-        return;
-    }
-    if (auto name = askForName(QStringLiteral("New Folder"), QStringLiteral("Name of the new folder:"),
-                               QStringLiteral("untitled folder")))
-        if (store_) store_->createFolder(*name);
+    createNamed(true);
 }
 
 void FilePaneCommands::newFile()
+{
+    createNamed(false);
+}
+
+void FilePaneCommands::createNamed(bool folder)
 {
     if (!store_) return;
     if (store_->isBusy()) {
         store_->showActionToast(FilePaneStore::busyMessage(), ToastMessage::Kind::error);
         return;
     }
-    if (auto name = askForName(QStringLiteral("New File"), QStringLiteral("Name of the new file:"),
-                               QStringLiteral("untitled.txt")))
-        if (store_) store_->createFile(*name);
+    const auto name = folder ? askForName(QStringLiteral("New Folder"), QStringLiteral("Name of the new folder:"),
+                                          QStringLiteral("untitled folder"))
+                             : askForName(QStringLiteral("New File"), QStringLiteral("Name of the new file:"),
+                                          QStringLiteral("untitled.txt"));
+    // The pane may have gone while the dialog was open.
+    if (!name || !store_) return;
+    if (folder) store_->createFolder(*name);
+    else store_->createFile(*name);
 }
 
 void FilePaneCommands::rename()

@@ -45,6 +45,7 @@ public:
     QMenu* contextMenu(const FileEntry* entry, QWidget* parent);
 
 private:
+    void createNamed(bool folder);
     std::optional<QString> askForName(const QString& title, const QString& label, const QString& proposal);
 
     QPointer<VelmoStore> app_;
