@@ -295,6 +295,7 @@ private:
                              const QString& failureMessage, const QString& operationWord, CreatingTransferWork work);
     void clearPasteboardIfUnchanged(std::optional<qint64> changeCount);
     void createItem(const QString& name, bool isFolder);
+    void writeSelectionToPasteboard(bool cut);
     void finishTrash(const std::vector<TrashedItem>& trashed, const QStringList& failed,
                      const std::optional<QString>& nextSelection);
     void undoTrash(std::vector<TrashedItem> items);

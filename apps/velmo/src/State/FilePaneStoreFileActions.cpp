@@ -111,21 +111,24 @@ void FilePaneStore::selectAndReload(const QStringList& urls)
 
 void FilePaneStore::copySelectionToPasteboard()
 {
-    QStringList urls;
-    for (const auto& entry : selectedEntries()) urls.append(entry->url);
-    if (urls.isEmpty() || !services_.fileActions) return;
-    if (auto done = services_.fileActions->copyItemsToPasteboard(urls); !done)
-        showActionToast(QStringLiteral("Could not copy to the clipboard: ") + done.error().localizedDescription(),
-                        ToastMessage::Kind::error);
+    writeSelectionToPasteboard(false);
 }
 
 void FilePaneStore::cutSelectionToPasteboard()
 {
+    writeSelectionToPasteboard(true);
+}
+
+// A cut only marks the files; nothing moves until a paste.
+void FilePaneStore::writeSelectionToPasteboard(bool cut)
+{
     QStringList urls;
     for (const auto& entry : selectedEntries()) urls.append(entry->url);
     if (urls.isEmpty() || !services_.fileActions) return;
-    if (auto done = services_.fileActions->cutItemsToPasteboard(urls); !done)
-        showActionToast(QStringLiteral("Could not copy to the clipboard: ") + done.error().localizedDescription(),
+    const auto written = cut ? services_.fileActions->cutItemsToPasteboard(urls)
+                             : services_.fileActions->copyItemsToPasteboard(urls);
+    if (!written)
+        showActionToast(QStringLiteral("Could not copy to the clipboard: ") + written.error().localizedDescription(),
                         ToastMessage::Kind::error);
 }
 
