@@ -85,17 +85,17 @@ bool writeOutputs(const Options& options, MainWindow& window, const VelmoStore& 
     return ok;
 }
 
-// SIGUSR1 as an event on the main thread. The handler may only make
-// async-signal-safe calls, so it writes a byte to a pipe whose reading end a
-// QSocketNotifier watches; the outputs are written there, in the event loop.
+// SIGUSR1, SIGTERM and SIGINT as events on the main thread. The handler may only
+// make async-signal-safe calls, so it writes the signal's number to a pipe whose
+// reading end a QSocketNotifier watches; the work is done there, in the event loop.
 namespace OutputSignal {
 
 int pipeFDs[2] = {-1, -1};
 
-void handle(int)
+void handle(int signal)
 {
     const int saved = errno;
-    const char byte = 1;
+    const char byte = char(signal);
     // A full pipe already holds a wake-up: nothing is lost by dropping this one.
     [[maybe_unused]] const ssize_t written = ::write(pipeFDs[1], &byte, 1);
     errno = saved;
@@ -108,14 +108,18 @@ bool install()
     action.sa_handler = handle;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    return ::sigaction(SIGUSR1, &action, nullptr) == 0;
+    return ::sigaction(SIGUSR1, &action, nullptr) == 0 && ::sigaction(SIGTERM, &action, nullptr) == 0
+        && ::sigaction(SIGINT, &action, nullptr) == 0;
 }
 
-// Reads every pending wake-up: signals that came together write once.
-void drain()
+// Reads every pending wake-up: signals that came together count once each.
+QSet<int> drain()
 {
+    QSet<int> received;
     char buffer[64];
-    while (::read(pipeFDs[0], buffer, sizeof buffer) > 0) { }
+    for (ssize_t n; (n = ::read(pipeFDs[0], buffer, sizeof buffer)) > 0;)
+        for (ssize_t i = 0; i < n; ++i) received.insert(buffer[i]);
+    return received;
 }
 
 } // namespace OutputSignal
@@ -130,8 +134,8 @@ int VelmoApplication::run(int argc, char** argv)
     // A run that stays open is driven on a display, so it keeps the real platform.
     if (options->offscreen() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
     // Before anything else: an early SIGUSR1 would otherwise end the program.
-    if (options->keepRunning && !OutputSignal::install()) {
-        std::perror("velmo: SIGUSR1");
+    if (!OutputSignal::install()) {
+        std::perror("velmo: signals");
         return 1;
     }
 
@@ -146,8 +150,21 @@ int VelmoApplication::run(int argc, char** argv)
     MainWindow window(store.get());
     window.show();
     QTimer::singleShot(0, store.get(), [&store] { store->loadInitialPanes(); });
+    // SIGTERM and SIGINT end the program as closing the window does: running
+    // operations stop cleanly and the session is saved.
+    QSocketNotifier signalNotifier(OutputSignal::pipeFDs[0], QSocketNotifier::Read);
+    std::function<void()> writeAgain;
+    QObject::connect(&signalNotifier, &QSocketNotifier::activated, &app, [&] {
+        const QSet<int> received = OutputSignal::drain();
+        if (received.contains(SIGTERM) || received.contains(SIGINT)) window.closeStoppingOperations();
+        else if (received.contains(SIGUSR1) && writeAgain) writeAgain();
+    });
 
-    if (!options->scripted()) return app.exec();
+    if (!options->scripted()) {
+        const int code = app.exec();
+        store->teardown();
+        return code;
+    }
 
     int exitCode = 0;
     QElapsedTimer waited;
@@ -164,15 +181,11 @@ int VelmoApplication::run(int argc, char** argv)
         if (!options->keepRunning) app.quit();
     });
     poll.start(2);
-    std::unique_ptr<QSocketNotifier> wakeUps;
-    if (options->keepRunning) {
-        wakeUps = std::make_unique<QSocketNotifier>(OutputSignal::pipeFDs[0], QSocketNotifier::Read);
-        QObject::connect(wakeUps.get(), &QSocketNotifier::activated, &app, [&] {
-            OutputSignal::drain();
+    if (options->keepRunning)
+        writeAgain = [&] {
             // Before the first listings land, the first outputs are still to come.
             if (!poll.isActive()) writeOutputs(*options, window, *store);
-        });
-    }
+        };
     const int loopCode = app.exec();
     if (options->keepRunning && exitCode == 0) exitCode = loopCode;
     store->teardown();

@@ -60,15 +60,7 @@ VelmoStore::VelmoStore(VelmoStoreDependencies dependencies, QObject* parent)
     bottomInspectorHeight_ = std::clamp(defaults.doubleValue(kBottomInspectorHeightKey, 210), 150.0, 340.0);
     showHiddenFiles_ = defaults.boolValue(kShowHiddenFilesKey, false);
 
-    const QString folder = restorableFolder(defaultFolderURL(), systemDefaultFolderURL());
-    // Folders named on the command line are where the first tab starts, even
-    // when they can't be read: the pane then says why.
-    const QStringList& initial = d.initialFolders;
-    const QString left = initial.isEmpty() ? folder : FilePaths::standardized(initial[0]);
-    const QString right = initial.size() > 1 ? FilePaths::standardized(initial[1]) : left;
-    auto tab = std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Browser {makeBrowserPanes(left, right)});
-    activeTabID_ = tab->id();
-    tabs_.push_back(std::move(tab));
+    makeInitialTabs();
 }
 
 VelmoStore::~VelmoStore()
@@ -82,6 +74,7 @@ std::unique_ptr<VelmoStore> VelmoStore::live(std::shared_ptr<DefaultsStore> defa
     dependencies.defaults = std::move(defaults);
     dependencies.initialFolders = initialFolders;
     dependencies.pasteboard = std::make_shared<ClipboardFilePasteboard>();
+    dependencies.restoresSession = true;
     auto store = std::make_unique<VelmoStore>(std::move(dependencies));
     return store;
 }
@@ -196,8 +189,10 @@ WindowTab* VelmoStore::addTab()
     auto tab = std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Browser {std::move(panes)});
     WindowTab* added = tab.get();
     appendAndActivate(std::move(tab));
+    if (isSessionAutosaveEnabled_) attachSessionAutosave(added->browserPanes());
     left->startLoad(left->currentURL());
     right->startLoad(right->currentURL());
+    saveSession();
     return added;
 }
 
@@ -218,6 +213,7 @@ void VelmoStore::selectTab(const QUuid& id)
 {
     if (id == activeTabID_ || !tab(id)) return;
     setActiveTabID(id);
+    saveSession();
 }
 
 void VelmoStore::moveTab(const QUuid& id, int toIndex)
@@ -230,6 +226,7 @@ void VelmoStore::moveTab(const QUuid& id, int toIndex)
     tabs_.erase(tabs_.begin() + from);
     tabs_.insert(tabs_.begin() + target, std::move(moving));
     emit tabsChanged();
+    saveSession();
 }
 
 TabCloseResult VelmoStore::closeTab(const QUuid& id)
@@ -239,6 +236,7 @@ TabCloseResult VelmoStore::closeTab(const QUuid& id)
     if (tabs_.size() < 2) return TabCloseResult::lastTab;
     const bool wasActive = activeTab() && activeTab()->id() == id;
     std::unique_ptr<WindowTab> closing = std::move(tabs_[index]);
+    if (auto closed = ClosedWindowTab::make(*closing, index)) rememberClosedTab(std::move(*closed));
     closing->teardown();
     tabs_.erase(tabs_.begin() + index);
     if (wasActive) {
@@ -250,6 +248,7 @@ TabCloseResult VelmoStore::closeTab(const QUuid& id)
         emit activeTabChanged();
         emit activePaneChanged();
     }
+    saveSession();
     // Views may still hold the tab's panes until they hear of the change.
     closing.release()->deleteLater();
     return TabCloseResult::closed;
@@ -312,6 +311,7 @@ void VelmoStore::activate(PaneID id)
 {
     if (activePaneID() == id) return;
     if (auto* active = activeTab(); active && active->browserPanes()) active->browserPanes()->setActivePaneID(id);
+    saveSession();
 }
 
 void VelmoStore::loadInitialPanes()
@@ -397,6 +397,7 @@ void VelmoStore::updateBottomInspectorHeight(double height, bool persist)
 void VelmoStore::teardown()
 {
     if (didTeardown_) return;
+    saveSession();
     didTeardown_ = true;
     for (const auto& tab : tabs_) tab->teardown();
 }

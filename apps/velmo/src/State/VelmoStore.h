@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Models/VelmoSessionState.h"
+#include "State/ClosedWindowTab.h"
+#include "State/VelmoSessionStore.h"
 #include "State/WindowTab.h"
 #include "Support/DefaultsStore.h"
 
@@ -28,6 +31,9 @@ struct VelmoStoreDependencies {
     quint64 directoryRefreshDebounceNanoseconds = 250'000'000;
     // The first tab's left and right folders, when given (command line).
     QStringList initialFolders;
+    // Start from the stored session and save it at every change.
+    bool restoresSession = false;
+    VelmoSessionStore::PathRestorer restorePath;
 };
 
 // The application's state: the window's tabs, the active one, and the settings
@@ -85,6 +91,20 @@ public:
     static QString systemDefaultFolderURL();
     static QString restorableFolder(const QString& path, const QString& fallbackFolderURL);
 
+    // --- session and closed tabs (VelmoStoreSession.cpp) ---
+    VelmoSessionState captureSessionState() const;
+    bool isSessionAutosaveEnabled() const { return isSessionAutosaveEnabled_; }
+    void installSessionAutosave();
+    // Saves the session when autosave is on; every change of tabs or panes calls it.
+    void saveSession();
+    const std::vector<ClosedWindowTab>& recentlyClosedTabs() const { return recentlyClosedTabs_; }
+    bool canReopenClosedTab() const { return !recentlyClosedTabs_.empty(); }
+    void rememberClosedTab(ClosedWindowTab closed);
+    WindowTab* reopenLastClosedTab();
+    // A tab from the list of recently closed ones, newest last.
+    WindowTab* reopenClosedTab(std::size_t index);
+    static constexpr std::size_t kMaximumClosedTabs = 25;
+
     void teardown();
 
 signals:
@@ -94,6 +114,7 @@ signals:
     void showHiddenFilesChanged();
     void sidebarChanged();
     void activityChanged();
+    void closedTabsChanged();
 
 private:
     std::unique_ptr<BrowserPanes> makeBrowserPanes(const QString& leftFolder, const QString& rightFolder);
@@ -114,5 +135,22 @@ private:
     // Never attached to a tab, loaded or saved: only so that pane() always has an answer.
     std::unique_ptr<BrowserPanes> emergencyPanes_;
     bool didLoadInitialPanes_ = false;
+
+    // Session and closed tabs.
+    void makeInitialTabs();
+    void restoreTabs(const VelmoSessionState& session);
+    std::unique_ptr<WindowTab> makeTab(const ClosedWindowTab& closed);
+    void attachSessionAutosave(BrowserPanes* panes);
+    // Work surfaces of a stored session that this build doesn't open: kept, so
+    // that saving doesn't drop them.
+    struct DormantSessionTab {
+        VelmoSessionState::Tab record;
+        qint64 position = 0;
+        std::optional<QUuid> originBrowserTabID;
+    };
+    std::vector<DormantSessionTab> dormantSessionTabs_;
+    std::unique_ptr<VelmoSessionStore> sessionStore_;
+    bool isSessionAutosaveEnabled_ = false;
+    std::vector<ClosedWindowTab> recentlyClosedTabs_;
     bool didTeardown_ = false;
 };

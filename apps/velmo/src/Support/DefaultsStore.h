@@ -16,6 +16,9 @@ public:
     virtual std::optional<QVariant> value(const QString& key) const = 0;
     virtual void setValue(const QString& key, const QVariant& value) = 0;
     virtual void remove(const QString& key) = 0;
+    // Puts what was written on disk now, so that a crash or a kill right after
+    // keeps it.
+    virtual void flush() { }
 
     bool boolValue(const QString& key, bool fallback) const;
     double doubleValue(const QString& key, double fallback) const;

@@ -28,3 +28,8 @@ void SettingsDefaultsStore::remove(const QString& key)
 {
     settings_.remove(key);
 }
+
+void SettingsDefaultsStore::flush()
+{
+    settings_.sync();
+}

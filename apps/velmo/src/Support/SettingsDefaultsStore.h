@@ -13,6 +13,7 @@ public:
     std::optional<QVariant> value(const QString& key) const override;
     void setValue(const QString& key, const QVariant& value) override;
     void remove(const QString& key) override;
+    void flush() override;
 
 private:
     // QSettings treats "/" as a group separator and "." freely; keys are kept

@@ -135,6 +135,20 @@ void MainWindow::buildCommands()
     file->addSeparator();
     add(file, QStringLiteral("Close Tab"), {QKeySequence(Qt::CTRL | Qt::Key_W)},
         [this] { store_->closeTab(store_->activeTabID()); }, [this] { return store_->tabs().size() > 1; });
+    add(file, QStringLiteral("Reopen Closed Tab"), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_T)},
+        [this] { store_->reopenLastClosedTab(); }, [this] { return store_->canReopenClosedTab(); });
+    QMenu* recent = file->addMenu(QStringLiteral("Recently Closed Tabs"));
+    recent->setObjectName(QStringLiteral("recentlyClosedMenu"));
+    connect(recent, &QMenu::aboutToShow, this, [this, recent] {
+        recent->clear();
+        const auto& closed = store_->recentlyClosedTabs();
+        if (closed.empty()) recent->addAction(QStringLiteral("No Closed Tabs"))->setEnabled(false);
+        // Newest first, as they would come back.
+        for (std::size_t i = closed.size(); i-- > 0;)
+            connect(recent->addAction(closed[i].title()), &QAction::triggered, this,
+                    [this, i] { store_->reopenClosedTab(i); });
+    });
+    file->addSeparator();
     add(file, QStringLiteral("Quit"), {QKeySequence(Qt::CTRL | Qt::Key_Q)}, [this] { close(); });
 
     QMenu* edit = menu(QStringLiteral("&Edit"), QStringLiteral("editMenu"));
@@ -287,6 +301,23 @@ std::vector<FileActivityItem> MainWindow::runningOperations() const
     return running;
 }
 
+void MainWindow::closeStoppingOperations()
+{
+    stopOperationsThenClose();
+    close();
+}
+
+void MainWindow::stopOperationsThenClose()
+{
+    if (closingAfterOperations_ || !store_) return;
+    closingAfterOperations_ = true;
+    for (const FileActivityItem& item : runningOperations())
+        if (item.isCancellable) store_->cancelActivity(item.id);
+    connect(store_, &VelmoStore::activityChanged, this, [this] {
+        if (runningOperations().empty()) QMetaObject::invokeMethod(this, &QWidget::close, Qt::QueuedConnection);
+    });
+}
+
 void MainWindow::closeEvent(QCloseEvent* event)
 {
     // Quitting in the middle of a copy or move would leave it half done: the
@@ -300,13 +331,7 @@ void MainWindow::closeEvent(QCloseEvent* event)
             this, QStringLiteral("Quit Velmo?"),
             QStringLiteral("%1 file operation(s) are running. Stop them and quit?").arg(running.size()),
             QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::Cancel);
-        if (answer != QMessageBox::Yes) return;
-        closingAfterOperations_ = true;
-        for (const FileActivityItem& item : running)
-            if (item.isCancellable) store_->cancelActivity(item.id);
-        connect(store_, &VelmoStore::activityChanged, this, [this] {
-            if (closingAfterOperations_ && runningOperations().empty()) QMetaObject::invokeMethod(this, &QWidget::close, Qt::QueuedConnection);
-        });
+        if (answer == QMessageBox::Yes) stopOperationsThenClose();
         return;
     }
     if (store_) store_->teardown();

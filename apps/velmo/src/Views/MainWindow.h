@@ -23,6 +23,8 @@ public:
     QTabBar* tabBar() const { return tabBar_; }
     BrowserTabView* activeBrowserView() const;
     FilePaneView* activePaneView() const;
+    // Closes without asking: running operations are stopped first (a signal to end).
+    void closeStoppingOperations();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -35,6 +37,7 @@ private:
     QWidget* contentFor(const QUuid& id);
     // Copies, moves, trash and undo under way (loads are not counted).
     std::vector<FileActivityItem> runningOperations() const;
+    void stopOperationsThenClose();
 
     QPointer<VelmoStore> store_;
     QTabBar* tabBar_;

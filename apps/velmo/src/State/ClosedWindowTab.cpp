@@ -1,0 +1,33 @@
+#include "State/ClosedWindowTab.h"
+
+#include "PathKit/FilePaths.h"
+#include "State/WindowTab.h"
+
+namespace {
+
+ClosedWindowTab::PaneSnapshot snapshot(const FilePaneStore& pane)
+{
+    return {pane.currentURL(), pane.entries(),      pane.selectedEntryIDs(),
+            pane.fileViewMode(), pane.sortColumn(), pane.sortAscending()};
+}
+
+} // namespace
+
+std::optional<ClosedWindowTab> ClosedWindowTab::make(const WindowTab& tab, qint64 index)
+{
+    if (const BrowserPanes* panes = tab.browserPanes())
+        return ClosedWindowTab {index, Browser {snapshot(*panes->leftPane()), snapshot(*panes->rightPane()),
+                                                panes->activePaneID()}};
+    if (tab.isSettings()) return ClosedWindowTab {index, Settings {}};
+    return std::nullopt;
+}
+
+QString ClosedWindowTab::title() const
+{
+    if (const auto* browser = std::get_if<Browser>(&kind)) {
+        const auto& pane = browser->activePane == PaneID::left ? browser->leftPane : browser->rightPane;
+        const QString name = FilePaths::lastComponent(pane.url);
+        return name.isEmpty() ? pane.url : FilePaths::displayName(name);
+    }
+    return QStringLiteral("Settings");
+}
