@@ -124,6 +124,24 @@ QSet<int> drain()
 
 } // namespace OutputSignal
 
+// For start-up timing (bench/startup-side-by-side.sh): ends the program once the
+// window has been drawn the first time.
+class QuitAfterFirstPaint final : public QObject {
+public:
+    using QObject::QObject;
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint && !posted_) {
+            posted_ = true;
+            QTimer::singleShot(0, QCoreApplication::instance(), &QCoreApplication::quit);
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    bool posted_ = false;
+};
+
 } // namespace
 
 int VelmoApplication::run(int argc, char** argv)
@@ -148,6 +166,8 @@ int VelmoApplication::run(int argc, char** argv)
     else defaults = std::make_shared<SettingsDefaultsStore>();
     auto store = VelmoStore::live(defaults, options->paths);
     MainWindow window(store.get());
+    QuitAfterFirstPaint quitAfterFirstPaint;
+    if (qEnvironmentVariableIsSet("VELMO_QUIT_AFTER_FIRST_PAINT")) window.installEventFilter(&quitAfterFirstPaint);
     window.show();
     QTimer::singleShot(0, store.get(), [&store] { store->loadInitialPanes(); });
     // SIGTERM and SIGINT end the program as closing the window does: running

@@ -11,6 +11,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QPointer>
 #include <QStandardPaths>
 
 #include <algorithm>
@@ -213,6 +214,9 @@ void VelmoStore::selectTab(const QUuid& id)
 {
     if (id == activeTabID_ || !tab(id)) return;
     setActiveTabID(id);
+    if (auto* panes = tab(id)->browserPanes(); panes && didLoadInitialPanes_)
+        for (FilePaneStore* pane : {panes->leftPane(), panes->rightPane()})
+            if (pane->loadState().kind == FilePaneLoadState::Kind::idle) pane->startLoad(pane->currentURL());
     saveSession();
 }
 
@@ -318,8 +322,28 @@ void VelmoStore::loadInitialPanes()
 {
     if (didLoadInitialPanes_) return;
     didLoadInitialPanes_ = true;
-    for (FilePaneStore* pane : allBrowserPanes())
+    auto loadIdle = [](FilePaneStore* pane) {
         if (pane->loadState().kind == FilePaneLoadState::Kind::idle) pane->startLoad(pane->currentURL());
+    };
+    // The active tab first; the other tabs of a restored session once its rows
+    // are in (or when one is chosen), so many tabs don't hold up the first.
+    BrowserPanes* active = activeTab() ? activeTab()->browserPanes() : nullptr;
+    if (!active) {
+        for (FilePaneStore* pane : allBrowserPanes()) loadIdle(pane);
+        return;
+    }
+    loadIdle(active->leftPane());
+    loadIdle(active->rightPane());
+    auto loadRest = [this, loadIdle, active = QPointer<BrowserPanes>(active)] {
+        if (active && (active->leftPane()->isLoading() || active->rightPane()->isLoading())) return false;
+        for (FilePaneStore* pane : allBrowserPanes()) loadIdle(pane);
+        return true;
+    };
+    if (loadRest()) return;
+    auto connection = std::make_shared<QMetaObject::Connection>();
+    *connection = connect(this, &VelmoStore::activityChanged, this, [this, loadRest, connection] {
+        if (loadRest()) disconnect(*connection);
+    });
 }
 
 void VelmoStore::goBackInActivePane()

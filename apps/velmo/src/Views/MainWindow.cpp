@@ -251,7 +251,8 @@ void MainWindow::syncTabs()
         const auto& tab = store_->tabs()[i];
         if (int(i) >= tabBar_->count()) tabBar_->addTab(QString());
         tabBar_->setTabData(int(i), tab->id());
-        contentFor(tab->id());
+        // A tab's content is made when it is first shown: a restored session of
+        // many tabs must not build them all before the window appears.
     }
     syncing_ = false;
     updateTitles();
