@@ -44,9 +44,15 @@ QJsonObject dumpActivity(const FileActivityItem& item)
     return out;
 }
 
+// The view options as they are stored, every field present.
+QJsonObject dumpViewOptions(const VelmoStore& store)
+{
+    return store.viewOptions().toJson();
+}
+
 } // namespace
 
-QJsonObject StateDump::dumpPane(const FilePaneStore& pane)
+QJsonObject StateDump::dumpPane(const FilePaneStore& pane, const VelmoViewOptions& options)
 {
     QJsonObject out;
     out["id"] = paneIDText(pane.id());
@@ -63,7 +69,7 @@ QJsonObject StateDump::dumpPane(const FilePaneStore& pane)
     for (const auto& row : pane.treeRows()) {
         QJsonObject cells;
         for (FileEntrySortColumn column : columns)
-            cells[FileEntryColumns::id(column)] = FilePaneCellText::text(*row.entry, column);
+            cells[FileEntryColumns::id(column)] = FilePaneCellText::text(*row.entry, column, options);
         rows.append(QJsonObject {{"id", row.entry->id}, {"name", row.entry->name}, {"depth", row.depth}, {"cells", cells}});
     }
     out["rows"] = rows;
@@ -117,8 +123,8 @@ QJsonObject StateDump::dump(const VelmoStore& store)
             item["kind"] = "browser";
             item["activePane"] = paneIDText(panes->activePaneID());
             if (panes->expandedPaneID()) item["expandedPane"] = paneIDText(*panes->expandedPaneID());
-            item["left"] = dumpPane(*panes->leftPane());
-            item["right"] = dumpPane(*panes->rightPane());
+            item["left"] = dumpPane(*panes->leftPane(), store.viewOptions());
+            item["right"] = dumpPane(*panes->rightPane(), store.viewOptions());
         } else {
             item["kind"] = "settings";
         }
@@ -132,5 +138,6 @@ QJsonObject StateDump::dump(const VelmoStore& store)
     QJsonArray activity;
     for (const auto& item : store.activityItems()) activity.append(dumpActivity(item));
     out["activityItems"] = activity;
+    out["viewOptions"] = dumpViewOptions(store);
     return out;
 }

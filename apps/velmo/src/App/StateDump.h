@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Models/VelmoViewOptions.h"
+
 #include <QJsonObject>
 
 class FilePaneStore;
@@ -9,5 +11,6 @@ class VelmoStore;
 class StateDump {
 public:
     static QJsonObject dump(const VelmoStore& store);
-    static QJsonObject dumpPane(const FilePaneStore& pane);
+    // The cells read as the list shows them under `options`.
+    static QJsonObject dumpPane(const FilePaneStore& pane, const VelmoViewOptions& options = {});
 };

@@ -60,6 +60,7 @@ VelmoStore::VelmoStore(VelmoStoreDependencies dependencies, QObject* parent)
     sidebarWidth_ = std::clamp(defaults.doubleValue(kSidebarWidthKey, 220), 160.0, 360.0);
     bottomInspectorHeight_ = std::clamp(defaults.doubleValue(kBottomInspectorHeightKey, 210), 150.0, 340.0);
     showHiddenFiles_ = defaults.boolValue(kShowHiddenFilesKey, false);
+    loadViewOptions();
 
     makeInitialTabs();
 }
@@ -113,6 +114,7 @@ std::unique_ptr<FilePaneStore> VelmoStore::makePane(PaneID id, const QString& fo
     configuration.showHiddenFiles = showHiddenFiles_;
     configuration.directoryRefreshDebounceNanoseconds = dependencies_.directoryRefreshDebounceNanoseconds;
     auto pane = std::make_unique<FilePaneStore>(id, services, configuration);
+    applyViewOptions(*pane, nullptr);
     for (auto signal : {&FilePaneStore::transferChanged, &FilePaneStore::activeOperationChanged,
                         &FilePaneStore::loadingChanged})
         connect(pane.get(), signal, this, &VelmoStore::activityChanged);

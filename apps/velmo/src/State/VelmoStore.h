@@ -3,6 +3,7 @@
 #include "Models/VelmoSessionState.h"
 #include "State/ClosedWindowTab.h"
 #include "State/VelmoSessionStore.h"
+#include "Models/VelmoViewOptions.h"
 #include "State/WindowTab.h"
 #include "Support/DefaultsStore.h"
 
@@ -105,6 +106,29 @@ public:
     WindowTab* reopenClosedTab(std::size_t index);
     static constexpr std::size_t kMaximumClosedTabs = 25;
 
+    // --- view options ---
+    // How every pane looks and sorts by default; kept in the defaults.
+    const VelmoViewOptions& viewOptions() const { return viewOptions_; }
+    // Stores the options and brings every pane's sorting in line; the lists
+    // redraw their rows themselves when the new options ask for it.
+    void setViewOptions(const VelmoViewOptions& options);
+    // The default options, hidden files hidden again, and each pane's sort and
+    // view mode as its folder's layout (or the defaults) say.
+    void restoreViewOptionsDefaults();
+    // A click on a column header: sorts the active pane by it, or turns its order.
+    void sortActivePane(FileEntrySortColumn column);
+    void updateActivePaneSortColumn(FileEntrySortColumn column);
+    void updateActivePaneSortAscending(bool ascending);
+    // The default sort of folders without a layout of their own; a column chosen
+    // here also sorts the active pane at once, none leaves every pane as it is.
+    void updateArrangeColumn(std::optional<FileEntrySortColumn> column);
+    void updateArrangeAscending(bool ascending);
+
+signals:
+    // After every change of the view options, with the options before it.
+    void viewOptionsChanged(const VelmoViewOptions& previous);
+
+public:
     void teardown();
 
 signals:
@@ -153,4 +177,10 @@ private:
     bool isSessionAutosaveEnabled_ = false;
     std::vector<ClosedWindowTab> recentlyClosedTabs_;
     bool didTeardown_ = false;
+
+    // --- view options ---
+    void loadViewOptions();
+    void applyViewOptions(FilePaneStore& pane, const VelmoViewOptions* previous);
+    FilePaneStore* activeBrowserPane() const;
+    VelmoViewOptions viewOptions_;
 };
