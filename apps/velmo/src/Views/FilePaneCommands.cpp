@@ -1,5 +1,6 @@
 #include "Views/FilePaneCommands.h"
 
+#include "Models/FilePaneCellText.h"
 #include "PathKit/FilePaths.h"
 #include "State/FilePaneStore.h"
 #include "State/VelmoStore.h"
@@ -23,7 +24,8 @@ FilePaneCommands::FilePaneCommands(VelmoStore* app, FilePaneStore* store, FilePa
         if (!paneRow) return;
         const FileEntry entry = *paneRow->entry;
         const auto toastBefore = store_->actionToast();
-        const auto renamed = store_->rename(entry, name);
+        const auto& options = static_cast<FilePaneTableModel*>(table_->model())->viewOptions();
+        const auto renamed = store_->rename(entry, FilePaneCellText::renamedFullName(name, entry, options));
         // A refused name comes back into the editor, so the user can mend it.
         const bool failed = !renamed && store_->actionToast() != toastBefore && store_->actionToast()
             && store_->actionToast()->kind == ToastMessage::Kind::error && !store_->activeTransfer();

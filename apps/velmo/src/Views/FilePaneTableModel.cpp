@@ -11,6 +11,7 @@ FilePaneTableModel::FilePaneTableModel(FilePaneStore* store, QObject* parent)
     : QAbstractTableModel(parent), store_(store)
 {
     rows_ = store->treeRows();
+    font_ = listFont(options_);
     rebuildIndex();
     updateColumns();
     connect(store, &FilePaneStore::rowsChanged, this, &FilePaneTableModel::applyRows);
@@ -86,7 +87,9 @@ QVariant FilePaneTableModel::data(const QModelIndex& index, int role) const
     const FileEntry& entry = *r->entry;
     switch (role) {
     case Qt::DisplayRole:
-        return FilePaneCellText::text(entry, columns_[index.column()]);
+        return FilePaneCellText::text(entry, columns_[index.column()], options_);
+    case Qt::FontRole:
+        return font(entry, columns_[index.column()]);
     case Qt::DecorationRole:
         return index.column() == 0 ? QVariant(icon(entry)) : QVariant();
     case Qt::ToolTipRole:
@@ -97,13 +100,47 @@ QVariant FilePaneTableModel::data(const QModelIndex& index, int role) const
             return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
         return {};
     case Qt::ForegroundRole:
-        if (entry.isHidden) return QApplication::palette().color(QPalette::Disabled, QPalette::Text);
+        if (entry.isHidden && options_.dimInvisibles)
+            return QApplication::palette().color(QPalette::Disabled, QPalette::Text);
         return {};
     case EntryIDRole:
         return entry.id;
     default:
         return {};
     }
+}
+
+QFont FilePaneTableModel::font(const FileEntry& entry, FileEntrySortColumn column) const
+{
+    const bool bold = options_.boldFolders && entry.isDirectory;
+    const bool italic = options_.italicizeAliases && entry.isSymbolicLink;
+    if (column != FileEntrySortColumn::name || (!bold && !italic)) return font_;
+    QFont font = font_;
+    font.setBold(bold);
+    font.setItalic(italic);
+    return font;
+}
+
+QFont FilePaneTableModel::listFont(const VelmoViewOptions& options)
+{
+    QFont font = QApplication::font();
+    // Sizes are in logical pixels; points here are a 96-dpi pixel's three quarters.
+    font.setPointSizeF(options.fontSize * 0.75);
+    return font;
+}
+
+void FilePaneTableModel::setViewOptions(const VelmoViewOptions& options)
+{
+    if (options == options_) return;
+    const bool reload = options.requiresRowReload(options_);
+    options_ = options;
+    font_ = listFont(options_);
+    counts_ = {};
+    if (reload && !rows_.empty()) {
+        emit dataChanged(index(0, 0), index(rowCount() - 1, columnCount() - 1));
+        counts_.changed = rowCount();
+    }
+    emit viewOptionsChanged();
 }
 
 QIcon FilePaneTableModel::icon(const FileEntry& entry) const

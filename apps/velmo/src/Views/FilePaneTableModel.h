@@ -2,6 +2,7 @@
 
 #include "Models/FileEntrySortColumn.h"
 #include "Models/FilePaneRow.h"
+#include "Models/VelmoViewOptions.h"
 
 #include <QAbstractTableModel>
 #include <QIcon>
@@ -44,6 +45,13 @@ public:
     // The columns on show (FileEntryColumns::shown).
     const std::vector<FileEntrySortColumn>& columns() const { return columns_; }
 
+    // How rows look. A change that alters the rows' text or fonts redraws every
+    // row as a cell update: no reset, so the selection and scroll position stay.
+    const VelmoViewOptions& viewOptions() const { return options_; }
+    void setViewOptions(const VelmoViewOptions& options);
+    // The list's font at the options' size.
+    static QFont listFont(const VelmoViewOptions& options);
+
     // Counts of what the last update did, for tests and the state dump.
     struct UpdateCounts {
         int resets = 0;
@@ -54,9 +62,13 @@ public:
     };
     const UpdateCounts& updateCounts() const { return counts_; }
 
+signals:
+    void viewOptionsChanged();
+
 private:
     void applyRows();
     QIcon icon(const FileEntry& entry) const;
+    QFont font(const FileEntry& entry, FileEntrySortColumn column) const;
     void rebuildIndex();
     void updateColumns();
 
@@ -65,4 +77,6 @@ private:
     QHash<QString, int> rowByID_;
     std::vector<FileEntrySortColumn> columns_;
     UpdateCounts counts_;
+    VelmoViewOptions options_;
+    QFont font_;
 };

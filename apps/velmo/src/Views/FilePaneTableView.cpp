@@ -1,5 +1,7 @@
 #include "Views/FilePaneTableView.h"
 
+#include "Models/FilePaneCellText.h"
+#include "Models/RenameWordStop.h"
 #include "PathKit/FilePaths.h"
 #include "Views/FileDragData.h"
 #include "Views/FilePaneTableModel.h"
@@ -200,11 +202,16 @@ void FilePaneTableView::beginRename(const QString& entryID, const std::optional<
         editor->setText(*text);
         editor->selectAll();
     } else {
-        const QString& name = paneRow->entry->name;
-        editor->setText(name);
+        const FileEntry& entry = *paneRow->entry;
+        const QString& name = entry.name;
         // The stem: a folder's whole name, a file's name before its extension.
-        const QString extension = paneRow->entry->isDirectory ? QString() : FilePaths::extension(name);
-        editor->setSelection(0, extension.isEmpty() ? int(name.size()) : int(name.size() - extension.size() - 1));
+        // With extensions hidden the editor holds only the stem, and the commit
+        // puts the extension back.
+        const QString extension = entry.isDirectory ? QString() : FilePaths::extension(name);
+        const int stem = extension.isEmpty() ? int(name.size()) : int(name.size() - extension.size() - 1);
+        const bool stemOnly = FilePaneCellText::hidesExtension(entry, model_->viewOptions());
+        editor->setText(stemOnly ? name.left(stem) : name);
+        editor->setSelection(0, stem);
     }
     editor->show();
     editor->setFocus();
@@ -252,6 +259,39 @@ void FilePaneTableView::commitRename()
     emit renameRequested(id, text);
 }
 
+// Alt+arrows move by words as the editor's Ctrl+arrows do, but stop once before
+// a file's extension (when the view options ask for it).
+void FilePaneTableView::moveRenameCursorByWord(bool forward, bool extend)
+{
+    const FilePaneRow* paneRow = renameEditor_ ? model_->row(model_->rowOfEntry(renameEntryID_)) : nullptr;
+    if (!paneRow) return;
+    using RenameWordStop::Selection;
+    QLineEdit* editor = renameEditor_;
+    auto selectionOf = [](const QLineEdit& line) {
+        if (!line.hasSelectedText()) return Selection {line.cursorPosition(), line.cursorPosition()};
+        return Selection {line.selectionStart(), line.selectionEnd()};
+    };
+    // The editor's own answer, from a scratch copy with the same text and selection.
+    QLineEdit scratch(editor->text());
+    const int cursor = editor->cursorPosition();
+    const Selection before = selectionOf(*editor);
+    const int anchor = before.start == cursor ? before.end : before.start;
+    scratch.setCursorPosition(anchor);
+    scratch.cursorForward(true, cursor - anchor);
+    forward ? scratch.cursorWordForward(extend) : scratch.cursorWordBackward(extend);
+    const Selection standard = selectionOf(scratch);
+
+    using Move = RenameWordStop::Move;
+    const Move move = forward ? (extend ? Move::rightExtending : Move::right) : (extend ? Move::leftExtending : Move::left);
+    const auto stop = RenameWordStop::adjusted(move, before, standard, editor->text(), *paneRow->entry,
+                                               model_->viewOptions());
+    const Selection after = stop.value_or(standard);
+    const bool cursorAtStart = stop ? !forward : scratch.cursorPosition() == standard.start;
+    if (after.start == after.end) editor->setCursorPosition(after.end);
+    else if (cursorAtStart) editor->setSelection(after.end, after.start - after.end);
+    else editor->setSelection(after.start, after.end - after.start);
+}
+
 bool FilePaneTableView::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == renameEditor_) {
@@ -263,6 +303,11 @@ bool FilePaneTableView::eventFilter(QObject* watched, QEvent* event)
             }
             if (key->key() == Qt::Key_Escape) {
                 cancelRename();
+                return true;
+            }
+            const bool arrow = key->key() == Qt::Key_Left || key->key() == Qt::Key_Right;
+            if (arrow && (key->modifiers() & ~(Qt::ShiftModifier | Qt::KeypadModifier)) == Qt::AltModifier) {
+                moveRenameCursorByWord(key->key() == Qt::Key_Right, key->modifiers() & Qt::ShiftModifier);
                 return true;
             }
         } else if (event->type() == QEvent::FocusOut) {

@@ -55,6 +55,7 @@ private:
     void acceptDrag(QDropEvent* event);
     void commitRename();
     void placeRenameEditor();
+    void moveRenameCursorByWord(bool forward, bool extend);
 
     FilePaneTableModel* model_ = nullptr;
     std::shared_ptr<MonotonicClock> clock_ = MonotonicClock::system();

@@ -4,6 +4,7 @@
 #include "State/VelmoStore.h"
 #include "Views/BreadcrumbBar.h"
 #include "Views/FilePaneCommands.h"
+#include "Views/FilePaneListStyle.h"
 #include "Views/FilePaneTableModel.h"
 #include "Views/FilePaneTableView.h"
 #include "Views/PaneStatusBar.h"
@@ -144,8 +145,12 @@ void FilePaneView::buildLayout()
     toastLabel_->setAlignment(Qt::AlignCenter);
     toastLabel_->hide();
 
+    FilePaneListStyle::follow(app_, model_, table_);
     connect(table_->horizontalHeader(), &QHeaderView::sectionClicked, this, [this](int section) {
-        if (store_) store_->sort(model_->sortColumnOfSection(section));
+        if (!store_) return;
+        if (!app_) return store_->sort(model_->sortColumnOfSection(section));
+        app_->activate(store_->id());
+        app_->sortActivePane(model_->sortColumnOfSection(section));
     });
     connect(table_, &QTableView::doubleClicked, this, [this](const QModelIndex& index) {
         if (const FilePaneRow* row = model_->row(index.row())) store_->open(*row->entry);

@@ -6,6 +6,7 @@
 #include "Views/FilePaneView.h"
 #include "Views/MainWindow.h"
 
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QLabel>
 #include <QHeaderView>
@@ -72,7 +73,7 @@ TEST_F(WindowFixture, ShowsBothPanesWithTheirRowsAndColumns)
     auto* model = left->table()->model();
     QStringList headers;
     for (int c = 0; c < model->columnCount(); ++c) headers << model->headerData(c, Qt::Horizontal).toString();
-    EXPECT_EQ(headers, QStringList({"Name", "Size", "Modified", "Kind"}));
+    EXPECT_EQ(headers, QStringList({"Name", "Files, Folders", "Size", "Modified"}));
     EXPECT_EQ(window->tabBar()->count(), 1);
     EXPECT_EQ(window->tabBar()->tabText(0), "w");
 }
@@ -247,6 +248,7 @@ TEST_F(WindowFixture, TheStatusLineCountsTheRowsAndWeighsTheSelectedFiles)
 TEST_F(WindowFixture, TheNameColumnTakesTheFreeWidthAndUserWidthsAreKept)
 {
     FilePaneView* left = leftView();
+    left->store()->setVisibleColumns({FileEntryColumn::size, FileEntryColumn::modified, FileEntryColumn::kind});
     QHeaderView* header = left->table()->horizontalHeader();
     auto total = [&] { return header->length(); };
     const int width = left->table()->viewport()->width();
@@ -304,7 +306,12 @@ TEST_F(WindowFixture, TabsFollowTheStore)
 TEST_F(WindowFixture, TheStateDumpShowsWhatTheListShows)
 {
     FilePaneView* left = leftView();
+    VelmoViewOptions options;
+    options.alwaysShowFileExtensions = false;
+    options.useRelativeDates = true;
+    store->setViewOptions(options);
     left->store()->setSelectedEntryIDs({"/w/b.txt", "/w/docs"});
+    left->store()->setVisibleColumns({FileEntryColumn::size, FileEntryColumn::modified, FileEntryColumn::kind});
     left->store()->setColumnOrder({"kind", "size"});
     const QJsonObject pane = StateDump::dump(*store)["tabs"].toArray()[0].toObject()["left"].toObject();
     EXPECT_EQ(pane["folder"].toString(), "/w");
@@ -327,4 +334,65 @@ TEST_F(WindowFixture, TheStateDumpShowsWhatTheListShows)
     EXPECT_EQ(folder["name"].toString(), "docs");
     EXPECT_EQ(folder["size"].toString(), "--");
     EXPECT_EQ(folder["kind"].toString(), "Folder");
+    EXPECT_EQ(rows[1].toObject()["cells"].toObject()["name"].toString(), "a");
+}
+
+TEST_F(WindowFixture, ViewOptionsRestyleRowsInPlaceAndHeaderClicksSortThroughTheApp)
+{
+    FilePaneView* left = leftView();
+    auto* model = left->model();
+    QSignalSpy resets(model, &QAbstractItemModel::modelReset);
+    const std::size_t listed = listing->listedURLs.size();
+    VelmoViewOptions options;
+    options.alwaysShowFileExtensions = false;
+    options.boldFolders = true;
+    options.fontSize = 16;
+    options.rowSpacing = 6;
+    store->setViewOptions(options);
+    EXPECT_EQ(shownNames(left), QStringList({"docs", "a", "b"}));
+    EXPECT_TRUE(model->index(0, 0).data(Qt::FontRole).value<QFont>().bold());
+    EXPECT_FALSE(model->index(1, 0).data(Qt::FontRole).value<QFont>().bold());
+    EXPECT_EQ(model->updateCounts().changed, 3);
+    EXPECT_EQ(resets.count(), 0);
+    EXPECT_EQ(listing->listedURLs.size(), listed);
+    EXPECT_EQ(left->table()->rowHeight(0), std::max(18, QFontMetrics(left->table()->font()).height()) + 10);
+
+    // A click on the inactive pane's header makes it active and sorts it.
+    FilePaneView* right = window->findChild<FilePaneView*>("rightPane");
+    ASSERT_EQ(store->activePaneID(), PaneID::left);
+    QHeaderView* header = right->table()->horizontalHeader();
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(header->sectionViewportPosition(0) + 5, 5));
+    EXPECT_EQ(store->activePaneID(), PaneID::right);
+    EXPECT_FALSE(right->store()->sortAscending());
+    EXPECT_EQ(shownNames(right), QStringList({"docs", "b", "a"}));
+}
+
+TEST(PaneViewOptions, WithExtensionsHiddenARenameEditsTheStemAndKeepsTheExtension)
+{
+    TemporaryFolder folder;
+    folder.file("report.pdf");
+    auto defaults = std::make_shared<InMemoryDefaultsStore>();
+    defaults->setData("velmo.viewOptions", R"({"alwaysShowFileExtensions": false})");
+    VelmoStoreDependencies d;
+    d.defaults = defaults;
+    d.directoryWatcherFactory = [](PaneID) { return std::make_shared<FakeDirectoryWatcher>(); };
+    d.initialFolders = {folder.path()};
+    VelmoStore store(std::move(d));
+    MainWindow window(&store);
+    window.show();
+    store.loadInitialPanes();
+    auto* view = window.findChild<FilePaneView*>("leftPane");
+    ASSERT_TRUE(waitUntil([&] { return view->model()->rowCount() == 1; }));
+
+    FilePaneTableView* table = view->table();
+    table->beginRename(folder / "report.pdf");
+    ASSERT_TRUE(table->isRenaming());
+    EXPECT_EQ(table->renameEditor()->text(), "report");
+    EXPECT_EQ(table->renameEditor()->selectedText(), "report");
+    QTest::keyClicks(table->renameEditor(), "memo");
+    QTest::keyClick(table->renameEditor(), Qt::Key_Return);
+    EXPECT_TRUE(QFileInfo::exists(folder / "memo.pdf"));
+    EXPECT_FALSE(QFileInfo::exists(folder / "report.pdf"));
+    ASSERT_TRUE(waitUntil([&] { return view->model()->index(0, 0).data().toString() == "memo"; }));
+    store.teardown();
 }
