@@ -50,6 +50,24 @@ QJsonObject dumpViewOptions(const VelmoStore& store)
     return store.viewOptions().toJson();
 }
 
+// The sidebar's favorites in order, and the row highlighted for the active tab.
+void dumpFavorites(const VelmoStore& store, QJsonObject& out)
+{
+    QJsonArray favorites;
+    for (const FavoriteItem& item : store.favorites()) {
+        QJsonObject entry {{"id", item.id.toString(QUuid::WithoutBraces)}, {"name", item.name},
+                           {"kind", FavoriteItem::kindText(item.kind)}, {"url", item.url}};
+        if (auto pair = item.panePairURLs()) {
+            entry["leftPaneURL"] = pair->first;
+            entry["rightPaneURL"] = pair->second;
+        }
+        favorites.append(entry);
+    }
+    out["favorites"] = favorites;
+    const auto selected = store.selectedFavoriteID();
+    out["selectedFavoriteID"] = selected ? QJsonValue(selected->toString(QUuid::WithoutBraces)) : QJsonValue();
+}
+
 } // namespace
 
 QJsonObject StateDump::dumpPane(const FilePaneStore& pane, const VelmoViewOptions& options)
@@ -139,5 +157,6 @@ QJsonObject StateDump::dump(const VelmoStore& store)
     for (const auto& item : store.activityItems()) activity.append(dumpActivity(item));
     out["activityItems"] = activity;
     out["viewOptions"] = dumpViewOptions(store);
+    dumpFavorites(store, out);
     return out;
 }

@@ -61,6 +61,7 @@ VelmoStore::VelmoStore(VelmoStoreDependencies dependencies, QObject* parent)
     bottomInspectorHeight_ = std::clamp(defaults.doubleValue(kBottomInspectorHeightKey, 210), 150.0, 340.0);
     showHiddenFiles_ = defaults.boolValue(kShowHiddenFilesKey, false);
     loadViewOptions();
+    loadFavorites();
 
     makeInitialTabs();
 }

@@ -4,6 +4,7 @@
 #include "State/ClosedWindowTab.h"
 #include "State/VelmoSessionStore.h"
 #include "Models/VelmoViewOptions.h"
+#include "State/FavoriteStore.h"
 #include "State/WindowTab.h"
 #include "Support/DefaultsStore.h"
 
@@ -129,6 +130,35 @@ signals:
     void viewOptionsChanged(const VelmoViewOptions& previous);
 
 public:
+    // --- favorites ---
+    // The sidebar's rows, in order. Every change is saved at once.
+    const std::vector<FavoriteItem>& favorites() const { return favorites_; }
+    const FavoriteItem* favorite(const QUuid& id) const;
+    // A folder opens in the active pane; a pair opens its two folders in the
+    // two panes of the active browser tab; a separator does nothing.
+    void openFavorite(const FavoriteItem& item);
+    void addActivePaneToFavorites();
+    void addCurrentPanesToFavorites();
+    // Indexes are clamped to the list. A folder that is already a favorite, or a
+    // pair that already stands, isn't added again.
+    void insertFavoriteSeparator(int index);
+    void insertFavorite(const QString& url, int index);
+    void insertPanePairFavorite(const QString& leftURL, const QString& rightURL, int index);
+    void insertFavoriteURLs(const QStringList& urls, int index);
+    void removeFavorite(const QUuid& id);
+    // A name of only blanks is refused: the row would be unreadable.
+    void renameFavorite(const QUuid& id, const QString& name);
+    enum class FavoriteMoveDirection { up = -1, down = 1 };
+    void moveFavorite(const FavoriteItem& item, FavoriteMoveDirection direction);
+    void moveFavorite(const QUuid& id, int toIndex);
+    // The row to highlight for what `panes` show (the active tab's when null).
+    std::optional<QUuid> selectedFavoriteID(const BrowserPanes* panes = nullptr) const;
+    // Shows or hides the sidebar and remembers it.
+    void toggleSidebarVisibility();
+signals:
+    void favoritesChanged();
+
+public:
     void teardown();
 
 signals:
@@ -183,4 +213,9 @@ private:
     void applyViewOptions(FilePaneStore& pane, const VelmoViewOptions* previous);
     FilePaneStore* activeBrowserPane() const;
     VelmoViewOptions viewOptions_;
+    // --- favorites ---
+    void loadFavorites();
+    void setFavorites(std::vector<FavoriteItem> favorites);
+    FavoriteStore favoriteStore_;
+    std::vector<FavoriteItem> favorites_;
 };
