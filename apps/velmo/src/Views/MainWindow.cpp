@@ -8,6 +8,7 @@
 #include "Views/FilePaneCommands.h"
 #include "Views/FilePaneView.h"
 #include "Views/SettingsView.h"
+#include "Views/SidebarView.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -181,6 +182,8 @@ void MainWindow::buildCommands()
     connect(view, &QMenu::aboutToShow, this, [this, hidden] {
         hidden->setText(store_->showHiddenFiles() ? QStringLiteral("Hide Hidden Files") : QStringLiteral("Show Hidden Files"));
     });
+    SidebarView::bindToggleAction(store_, add(view, QString(), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S)},
+                                              [this] { store_->toggleSidebarVisibility(); }));
     add(view, QStringLiteral("Refresh"), {QKeySequence(Qt::CTRL | Qt::Key_R), QKeySequence(Qt::Key_F5)}, [pane] {
         if (auto* target = pane()) target->navigate(target->currentURL(), false, true);
     });
