@@ -37,6 +37,7 @@ protected:
         d.initialFolders = {"/w"};
         store = std::make_unique<VelmoStore>(std::move(d));
         window = std::make_unique<MainWindow>(store.get());
+        window->resize(1600, 760); // room for every column beside the sidebar
         window->show();
         store->loadInitialPanes();
         listing->answerAll();
