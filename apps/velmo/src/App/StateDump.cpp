@@ -68,6 +68,23 @@ void dumpFavorites(const VelmoStore& store, QJsonObject& out)
     out["selectedFavoriteID"] = selected ? QJsonValue(selected->toString(QUuid::WithoutBraces)) : QJsonValue();
 }
 
+// The stored layout of each browser pane's folder; null where the folder has no
+// record and follows the defaults.
+QJsonObject dumpFolderViewStates(const VelmoStore& store)
+{
+    QJsonArray panes;
+    for (const auto& tab : store.tabs())
+        if (auto* browser = tab->browserPanes())
+            for (const FilePaneStore* pane : {browser->leftPane(), browser->rightPane()}) {
+                const auto state = store.folderViewStates().state(pane->currentURL());
+                panes.append(QJsonObject {{"tab", tab->id().toString(QUuid::WithoutBraces)},
+                                          {"pane", paneIDText(pane->id())},
+                                          {"folder", pane->currentURL()},
+                                          {"state", state ? QJsonValue(state->toJSON()) : QJsonValue()}});
+            }
+    return {{"savedFolderCount", qint64(store.folderViewStates().recency().size())}, {"panes", panes}};
+}
+
 } // namespace
 
 QJsonObject StateDump::dumpPane(const FilePaneStore& pane, const VelmoViewOptions& options)
@@ -158,5 +175,6 @@ QJsonObject StateDump::dump(const VelmoStore& store)
     out["activityItems"] = activity;
     out["viewOptions"] = dumpViewOptions(store);
     dumpFavorites(store, out);
+    out["folderViewStates"] = dumpFolderViewStates(store);
     return out;
 }

@@ -151,6 +151,8 @@ public:
     void setFilterText(const QString& text);
     void setEntries(FileEntryList entries);
     FolderViewState currentFolderViewState() const;
+    // Shows the folder as `state` says, without handing it back to be stored.
+    void takeOverFolderViewState(const FolderViewState& state);
     void updateVisibleEntriesCache();
     // Puts a neighbour's rows in place before the first listing lands.
     void seedEntries(const FileEntryList& entries, const FileEntryList& sorted, const FileEntryList& visible,
@@ -275,6 +277,7 @@ private:
     void setHistory(QStringList back, QStringList forward);
     void setPendingSelectionEntryID(std::optional<QString> id);
     void applyResolvedFolderViewState();
+    void persistColumnsLater();
     void resortEntries();
     void setDerivedLists(FileEntryList visible, std::vector<FilePaneRow> rows);
     void notifyRestorableStateChanged();

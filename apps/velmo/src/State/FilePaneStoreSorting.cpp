@@ -151,6 +151,7 @@ void FilePaneStore::setColumnOrder(const QStringList& order)
     if (columnOrder_ == order) return;
     columnOrder_ = order;
     emit columnsChanged();
+    persistColumnsLater();
 }
 
 void FilePaneStore::setColumnWidths(const QMap<QString, double>& widths)
@@ -158,6 +159,14 @@ void FilePaneStore::setColumnWidths(const QMap<QString, double>& widths)
     if (columnWidths_ == widths) return;
     columnWidths_ = widths;
     emit columnsChanged();
+    persistColumnsLater();
+}
+
+void FilePaneStore::persistColumnsLater()
+{
+    // A drag changes these many times a second: the write waits for the burst to end.
+    if (onPersistFolderViewState)
+        onPersistFolderViewState(currentURL_, currentFolderViewState(), FolderViewStatePersistence::deferred);
 }
 
 void FilePaneStore::setFilterText(const QString& text)
@@ -176,21 +185,32 @@ FolderViewState FilePaneStore::currentFolderViewState() const
 void FilePaneStore::applyResolvedFolderViewState()
 {
     if (!onResolveFolderViewState) return;
-    const auto state = onResolveFolderViewState(currentURL_);
-    if (!state) return;
+    if (const auto state = onResolveFolderViewState(currentURL_)) takeOverFolderViewState(*state);
+}
+
+void FilePaneStore::takeOverFolderViewState(const FolderViewState& state)
+{
+    // Taking over is not a change of the user's: nothing is handed back to persist.
     const bool committing = isCommittingFolderSnapshot_;
+    const bool resorts = state.sortColumn != sortColumn_ || state.sortAscending != sortAscending_;
     isCommittingFolderSnapshot_ = true;
-    setSortColumn(state->sortColumn);
-    setSortAscending(state->sortAscending);
-    if (fileViewMode_ != state->viewMode) {
-        fileViewMode_ = state->viewMode;
+    setSortColumn(state.sortColumn);
+    setSortAscending(state.sortAscending);
+    isCommittingFolderSnapshot_ = committing;
+    if (fileViewMode_ != state.viewMode) {
+        fileViewMode_ = state.viewMode;
         emit viewModeChanged();
     }
-    if (visibleColumns_ != state->visibleColumns) {
-        visibleColumns_ = state->visibleColumns;
+    if (visibleColumns_ != state.visibleColumns || columnOrder_ != state.columnOrder
+        || columnWidths_ != state.columnWidths) {
+        visibleColumns_ = state.visibleColumns;
+        columnOrder_ = state.columnOrder;
+        columnWidths_ = state.columnWidths;
         emit columnsChanged();
     }
-    setColumnOrder(state->columnOrder);
-    setColumnWidths(state->columnWidths);
-    isCommittingFolderSnapshot_ = committing;
+    // Inside a commit, the commit sorts once at its end.
+    if (resorts && !committing) {
+        resortEntries();
+        notifyRestorableStateChanged();
+    }
 }

@@ -64,6 +64,7 @@ VelmoStore::VelmoStore(VelmoStoreDependencies dependencies, QObject* parent)
     loadFavorites();
 
     makeInitialTabs();
+    connect(this, &VelmoStore::activeTabChanged, this, &VelmoStore::noteActiveBrowserTab);
 }
 
 VelmoStore::~VelmoStore()
@@ -116,6 +117,7 @@ std::unique_ptr<FilePaneStore> VelmoStore::makePane(PaneID id, const QString& fo
     configuration.directoryRefreshDebounceNanoseconds = dependencies_.directoryRefreshDebounceNanoseconds;
     auto pane = std::make_unique<FilePaneStore>(id, services, configuration);
     applyViewOptions(*pane, nullptr);
+    wireFolderViewState(*pane);
     for (auto signal : {&FilePaneStore::transferChanged, &FilePaneStore::activeOperationChanged,
                         &FilePaneStore::loadingChanged})
         connect(pane.get(), signal, this, &VelmoStore::activityChanged);

@@ -5,6 +5,7 @@
 #include "State/VelmoSessionStore.h"
 #include "Models/VelmoViewOptions.h"
 #include "State/FavoriteStore.h"
+#include "State/FolderViewStateStore.h"
 #include "State/WindowTab.h"
 #include "Support/DefaultsStore.h"
 
@@ -161,6 +162,31 @@ signals:
 public:
     void teardown();
 
+    // --- folder view states ---
+    // Each folder's sort, view mode and columns, as the user last left them; a
+    // folder without a record follows the default layout. Panes reach the
+    // records through their two callbacks, set when the pane is made.
+    const FolderViewStateStore& folderViewStates() const { return folderViewStates_; }
+    FolderViewState resolveFolderViewState(const QString& url, VelmoFileViewMode currentViewMode) const;
+    FolderViewState defaultFolderViewState(VelmoFileViewMode viewMode) const;
+    // Stores the state, and shows it at once in every other ready pane on that
+    // folder, so two panes on one folder stay in step. `origin` is left alone.
+    void persistFolderViewState(const FolderViewState& state, const QString& url,
+                                FolderViewStatePersistence persistence, const FilePaneStore* origin = nullptr);
+    void wireFolderViewState(BrowserPanes& panes);
+    // For panes whose layout came from elsewhere (a restored session): a folder
+    // with a record shows it; one without keeps the pane's layout, recorded when
+    // it differs from the default.
+    void adoptStoredFolderViewStates(BrowserPanes& panes);
+    FolderLayoutDefaults folderLayoutDefaults() const;
+    // The pane the folder-layout commands read: the active one of the active
+    // browser tab, or of the browser tab last active while another kind is shown.
+    FilePaneStore* folderLayoutSourcePane() const;
+    void useActiveFolderColumnsAsDefaults();
+    void applyDefaultColumnsToAllSavedFolders();
+    void applyCurrentFolderViewStateToReadyPanes();
+    void resetAllFolderLayouts();
+
 signals:
     void tabsChanged();
     void activeTabChanged();
@@ -218,4 +244,11 @@ private:
     void setFavorites(std::vector<FavoriteItem> favorites);
     FavoriteStore favoriteStore_;
     std::vector<FavoriteItem> favorites_;
+    // --- folder view states ---
+    void wireFolderViewState(FilePaneStore& pane);
+    void setFolderLayoutDefaults(const FolderLayoutDefaults& defaults);
+    void noteActiveBrowserTab();
+    // Made from the dependencies above it, before the constructor makes the first panes.
+    FolderViewStateStore folderViewStates_ {dependencies_.defaults, dependencies_.clock};
+    QUuid lastActiveBrowserTabID_;
 };
