@@ -120,10 +120,20 @@ void FilePaneView::buildLayout()
     table_->horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
     table_->horizontalHeader()->setStretchLastSection(false);
     connect(table_->horizontalHeader(), &QHeaderView::sectionResized, this, &FilePaneView::keepUserColumnWidth);
+    // Columns move by dragging their headers; the order is the store's, so the
+    // header's own rearrangement is read back and undone once the drag is over.
+    table_->horizontalHeader()->setSectionsMovable(true);
+    connect(table_->horizontalHeader(), &QHeaderView::sectionMoved, this, [this] {
+        if (restoringColumnOrder_ || columnOrderPending_) return;
+        columnOrderPending_ = true;
+        QMetaObject::invokeMethod(this, &FilePaneView::keepUserColumnOrder, Qt::QueuedConnection);
+    });
     table_->horizontalHeader()->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(table_->horizontalHeader(), &QHeaderView::customContextMenuRequested, this,
             [this](const QPoint& at) { showColumnsMenu(table_->horizontalHeader()->mapToGlobal(at)); });
     connect(model_, &QAbstractItemModel::modelReset, this, &FilePaneView::applyColumnWidths);
+    // A new set of columns resets the model, which clears the list's selection.
+    connect(model_, &QAbstractItemModel::modelReset, this, &FilePaneView::pushSelectionToView);
     applyColumnWidths();
     table_->setTabKeyNavigation(false);
     table_->installEventFilter(this);
@@ -220,7 +230,9 @@ void FilePaneView::applyColumnWidths()
     for (std::size_t section = 1; section < columns.size(); ++section) {
         const auto& info = columnInfo(columns[section]);
         const double stored = store_->columnWidths().value(FileEntryColumns::id(info.column), 0);
-        table_->setColumnWidth(int(section), std::max(info.minimumWidth, stored > 0 ? int(stored) : info.width));
+        const double width = std::clamp(stored > 0 ? stored : info.width, double(info.minimumWidth),
+                                        FolderViewState::kMaximumColumnWidth);
+        table_->setColumnWidth(int(section), int(width));
     }
     fitNameColumn();
     updateSortIndicator();
@@ -261,6 +273,33 @@ void FilePaneView::keepUserColumnWidth(int section, int oldSize, int newSize)
     store_->setColumnWidths(widths);
     // Unchanged widths bring no signal, and Name must still snap back to fit.
     applyColumnWidths();
+}
+
+void FilePaneView::keepUserColumnOrder()
+{
+    columnOrderPending_ = false;
+    if (!store_) return;
+    QHeaderView* header = table_->horizontalHeader();
+    // Name always leads: it carries the icons, the disclosure and the rename.
+    const QString name = FileEntryColumns::id(FileEntrySortColumn::name);
+    QStringList order {name};
+    for (int visual = 0; visual < header->count(); ++visual) {
+        const int logical = header->logicalIndex(visual);
+        if (logical < 0 || logical >= int(model_->columns().size())) continue;
+        const QString id = FileEntryColumns::id(model_->sortColumnOfSection(logical));
+        if (id != name) order.append(id);
+    }
+    // Hidden columns keep their places after the shown ones, for when they come back.
+    for (const QString& id : store_->columnOrder())
+        if (!order.contains(id)) order.append(id);
+    {
+        QScopedValueRollback restoring(restoringColumnOrder_, true);
+        for (int logical = 0; logical < header->count(); ++logical)
+            if (header->visualIndex(logical) != logical) header->moveSection(header->visualIndex(logical), logical);
+    }
+    const int scroll = table_->verticalScrollBar()->value();
+    store_->setColumnOrder(order);
+    table_->verticalScrollBar()->setValue(scroll);
 }
 
 void FilePaneView::showColumnsMenu(const QPoint& at)

@@ -63,6 +63,7 @@ private:
     void applyColumnWidths();
     void fitNameColumn();
     void keepUserColumnWidth(int section, int oldSize, int newSize);
+    void keepUserColumnOrder();
     void showColumnsMenu(const QPoint& at);
     void showContextMenu(const QPoint& at);
 
@@ -83,6 +84,8 @@ private:
     PaneStatusBar* statusBar_;
     bool syncingSelection_ = false;
     bool applyingColumnWidths_ = false;
+    bool restoringColumnOrder_ = false;
+    bool columnOrderPending_ = false;
     // The folder whose rows the list shows, and whether its scroll position is
     // still to be settled once the navigation's commit is complete.
     QString shownFolder_;
