@@ -77,6 +77,8 @@ void VelmoStore::restoreTabs(const VelmoSessionState& session)
         configure(panes->leftPane(), record->leftViewMode, record->leftSortColumn, record->leftSortAscending);
         configure(panes->rightPane(), record->rightViewMode, record->rightSortColumn, record->rightSortAscending);
         panes->setActivePaneID(record->activePane);
+        // A folder with a layout of its own shows it; otherwise the session's sort is kept as the folder's.
+        adoptStoredFolderViewStates(*panes);
         auto tab = std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Browser {std::move(panes)});
         browserTabs.insert(qint64(i), tab->id());
         tabOfRecord[i] = tab->id();

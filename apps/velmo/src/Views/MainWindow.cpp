@@ -7,6 +7,7 @@
 #include "Views/EditCommandRouter.h"
 #include "Views/FilePaneCommands.h"
 #include "Views/FilePaneView.h"
+#include "Views/FolderLayoutSettingsSection.h"
 #include "Views/SettingsView.h"
 #include "Views/SidebarView.h"
 
@@ -227,7 +228,11 @@ QWidget* MainWindow::contentFor(const QUuid& id)
     WindowTab* tab = store_->tab(id);
     QWidget* widget = nullptr;
     if (auto* panes = tab->browserPanes()) widget = new BrowserTabView(store_, panes, content_);
-    else widget = new SettingsView(store_, content_);
+    else {
+        auto* settings = new SettingsView(store_, content_);
+        settings->addSection(new FolderLayoutSettingsSection(store_, settings));
+        widget = settings;
+    }
     content_->addWidget(widget);
     contentByTab_.insert(id, widget);
     connect(tab, &WindowTab::titleChanged, this, &MainWindow::updateTitles);

