@@ -9,6 +9,9 @@
 // --keep, writes a few inputs of each kind (decoded despite damage, refused) to
 // DIR/<decoder>/, the corpus the tests replay.
 #include "Models/VelmoSessionState.h"
+#include "Models/VelmoViewOptions.h"
+#include "State/FavoriteStore.h"
+#include "State/FolderViewStateStore.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -37,8 +40,20 @@ std::vector<Decoder> decoders()
                                R"({"search":{"_0":{"folderPath":"/tmp","query":"x","originBrowserTabIndex":0}}},)"
                                R"({"imageCompression":{"_0":{"sourcePaths":["/a.png"],"settings":{"quality":80}}}}],)"
                                R"("activeTabIndex":1})";
+    const QByteArray favorites = R"([{"id":"8d3e0c3a-3f5c-4a65-9b59-0c0f4a1d2b11","name":"Home","url":"/root","kind":"folder"},)"
+                                 R"({"id":"5a1d1c0e-2b3c-4d5e-8f90-a1b2c3d4e5f6","name":"","url":"","kind":"separator"},)"
+                                 R"({"id":"0b1c2d3e-4f50-4617-8293-a4b5c6d7e8f9","name":"Pair","url":"/tmp","kind":"pair",)"
+                                 R"("leftPaneURL":"/tmp","rightPaneURL":"/"}])";
+    const QByteArray folderStates = R"([{"path":"/tmp","state":{"sortColumn":"size","sortAscending":false,)"
+                                    R"("viewMode":"list","visibleColumns":["size","kind"],"columnOrder":["kind","size"],)"
+                                    R"("columnWidths":{"size":90,"kind":150}}}])";
+    const QByteArray options = QJsonDocument(VelmoViewOptions::defaults().toJson()).toJson(QJsonDocument::Compact);
     return {
         {"session", session, [](const QByteArray& b) { return VelmoSessionState::decode(b).has_value(); }},
+        {"favorites", favorites, [](const QByteArray& b) { return FavoriteStore::decode(b).has_value(); }},
+        {"folderViewStates", folderStates, [](const QByteArray& b) { return !FolderViewStateStore::decode(b).empty(); }},
+        {"viewOptions", options,
+         [](const QByteArray& b) { return !(VelmoViewOptions::decode(b) == VelmoViewOptions::defaults()); }},
     };
 }
 

@@ -175,6 +175,20 @@ QJsonObject StateDump::dump(const VelmoStore& store)
     out["activityItems"] = activity;
     out["viewOptions"] = dumpViewOptions(store);
     dumpFavorites(store, out);
+    // Newest last, as "Reopen Closed Tab" takes them.
+    QJsonArray closed;
+    for (const ClosedWindowTab& tab : store.recentlyClosedTabs()) {
+        QJsonObject item {{"index", tab.index}, {"title", tab.title()}};
+        if (const auto* browser = std::get_if<ClosedWindowTab::Browser>(&tab.kind)) {
+            item["kind"] = "browser";
+            item["left"] = browser->leftPane.url;
+            item["right"] = browser->rightPane.url;
+        } else {
+            item["kind"] = "settings";
+        }
+        closed.append(item);
+    }
+    out["recentlyClosedTabs"] = closed;
     out["folderViewStates"] = dumpFolderViewStates(store);
     return out;
 }

@@ -1,6 +1,7 @@
 #include "State/VelmoStore.h"
 
 #include "PathKit/FilePaths.h"
+#include "Support/PortablePathResolver.h"
 
 #include <QHash>
 
@@ -44,6 +45,11 @@ void VelmoStore::makeInitialTabs()
     auto& d = dependencies_;
     std::optional<VelmoSessionState> session;
     if (d.restoresSession) {
+        // Stored folders inside a synced drive are found again where the drive is now.
+        if (!d.restorePath)
+            d.restorePath = [resolver = PortablePathResolver()](const QString& path, bool isDirectory) {
+                return resolver.restoredURL(path, isDirectory);
+            };
         sessionStore_ = std::make_unique<VelmoSessionStore>(d.defaults, d.restorePath);
         session = sessionStore_->load();
     }
