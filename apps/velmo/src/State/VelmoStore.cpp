@@ -341,7 +341,10 @@ void VelmoStore::loadInitialPanes()
     loadIdle(active->rightPane());
     auto loadRest = [this, loadIdle, active = QPointer<BrowserPanes>(active)] {
         if (active && (active->leftPane()->isLoading() || active->rightPane()->isLoading())) return false;
-        for (FilePaneStore* pane : allBrowserPanes()) loadIdle(pane);
+        // A moment later still, so the window is drawn before they start.
+        dependencies_.clock->runAfter(kOtherTabsLoadDelayNanoseconds, this, [this, loadIdle] {
+            for (FilePaneStore* pane : allBrowserPanes()) loadIdle(pane);
+        });
         return true;
     };
     if (loadRest()) return;

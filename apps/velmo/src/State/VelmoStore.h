@@ -69,6 +69,8 @@ public:
     PaneID activePaneID() const;
     void activate(PaneID id);
     void loadInitialPanes();
+    // How long after the active tab's rows the other tabs of a restored session list.
+    static constexpr quint64 kOtherTabsLoadDelayNanoseconds = 300'000'000;
     void goBackInActivePane();
     void goForwardInActivePane();
     void enterFolderInActivePane();
