@@ -171,6 +171,7 @@ void FilePaneStore::enterFolder()
 
 void FilePaneStore::open(const FileEntry& entry, bool treatPackagesAsFolders)
 {
+    treatPackagesAsFolders = treatPackagesAsFolders || treatsPackagesAsFolders_;
     if (entry.isDirectory && (treatPackagesAsFolders || !entry.isPackage)) {
         navigate(entry.url, true, true);
         return;

@@ -116,7 +116,10 @@ public:
     void goForward();
     void enterFolder();
     bool canEnterFolder() const;
+    // Packages open as folders when asked, or when the pane is set to treat them so.
     void open(const FileEntry& entry, bool treatPackagesAsFolders = false);
+    bool treatsPackagesAsFolders() const { return treatsPackagesAsFolders_; }
+    void setTreatsPackagesAsFolders(bool treats) { treatsPackagesAsFolders_ = treats; }
     void startLoad(const QString& url);
     void rememberCurrentSelection();
     double consumeScrollRestorationOffset(const QString& url);
@@ -331,6 +334,7 @@ private:
     bool sortAscending_;
     bool smartSorting_ = true;
     bool sortFolderAliasesWithFolders_ = false;
+    bool treatsPackagesAsFolders_ = false;
     QSet<FileEntryColumn> visibleColumns_;
     QStringList columnOrder_;
     QMap<QString, double> columnWidths_;

@@ -32,6 +32,7 @@ void VelmoStore::applyViewOptions(FilePaneStore& pane, const VelmoViewOptions* p
 {
     const VelmoViewOptions& options = viewOptions_;
     if (!previous || previous->smartSorting != options.smartSorting) pane.setSmartSorting(options.smartSorting);
+    pane.setTreatsPackagesAsFolders(options.treatPackagesAsFolders);
     if (!previous || previous->sortFolderAliasesWithFolders != options.sortFolderAliasesWithFolders)
         pane.setSortFolderAliasesWithFolders(options.sortFolderAliasesWithFolders);
     if (previous) return;
