@@ -1,6 +1,7 @@
 #include "TestSupport.h"
 
 #include "PathKit/FilePaths.h"
+#include "State/VelmoStore.h"
 
 #include <QFile>
 
@@ -158,6 +159,27 @@ std::vector<FileEntry> makeFileEntries(const QString& folder, const QStringList&
         entries.push_back(makeFileEntry(folder, folderName ? name.chopped(1) : name, folderName));
     }
     return entries;
+}
+
+VelmoStoreDependencies fakeStoreDependencies(std::shared_ptr<DefaultsStore> defaults,
+                                             std::shared_ptr<FakeListingService> listing,
+                                             std::shared_ptr<FakeDirectoryWatcher> watcher)
+{
+    VelmoStoreDependencies d;
+    d.defaults = std::move(defaults);
+    d.listingServiceFactory = [listing](PaneID) { return listing; };
+    d.directoryWatcherFactory = [watcher](PaneID) {
+        return watcher ? watcher : std::make_shared<FakeDirectoryWatcher>();
+    };
+    d.fileOpeningServiceFactory = [](PaneID) { return std::make_shared<FakeFileOpener>(); };
+    return d;
+}
+
+QStringList rowNames(const FilePaneStore& pane)
+{
+    QStringList names;
+    for (const auto& row : pane.treeRows()) names << row.entry->name;
+    return names;
 }
 
 bool waitUntil(const std::function<bool()>& done, int milliseconds)

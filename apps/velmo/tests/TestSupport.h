@@ -112,6 +112,18 @@ public:
 FileEntry makeFileEntry(const QString& folder, const QString& name, bool isDirectory = false, qint64 size = 0);
 std::vector<FileEntry> makeFileEntries(const QString& folder, const QStringList& names);
 
+class DefaultsStore;
+class FilePaneStore;
+struct VelmoStoreDependencies;
+
+// A store's dependencies on the fakes above: every pane lists through `listing`
+// and watches through `watcher` (a fresh fake each when none is given).
+VelmoStoreDependencies fakeStoreDependencies(std::shared_ptr<DefaultsStore> defaults,
+                                             std::shared_ptr<FakeListingService> listing,
+                                             std::shared_ptr<FakeDirectoryWatcher> watcher = nullptr);
+// The names of a pane's rows, in the order shown.
+QStringList rowNames(const FilePaneStore& pane);
+
 // Spins the event loop until `done` holds or `milliseconds` pass.
 bool waitUntil(const std::function<bool()>& done, int milliseconds = 5000);
 

@@ -182,11 +182,7 @@ protected:
     {
         for (const char* path : {"/w", "/a", "/b", "/l", "/r"}) listing->folders[path] = {};
         defaults->setData(FavoriteStore::key, "[]");
-        VelmoStoreDependencies d;
-        d.defaults = defaults;
-        d.listingServiceFactory = [this](PaneID) { return listing; };
-        d.directoryWatcherFactory = [](PaneID) { return std::make_shared<FakeDirectoryWatcher>(); };
-        d.fileOpeningServiceFactory = [](PaneID) { return std::make_shared<FakeFileOpener>(); };
+        VelmoStoreDependencies d = fakeStoreDependencies(defaults, listing);
         d.initialFolders = {"/w"};
         store = std::make_unique<VelmoStore>(std::move(d));
         store->loadInitialPanes();
@@ -269,14 +265,6 @@ TEST_F(FavoritesFixture, OpensAFolderInTheActivePaneAndAPairInBoth)
     EXPECT_EQ(store->pane(PaneID::left)->currentURL(), "/l");
     EXPECT_EQ(store->pane(PaneID::right)->currentURL(), "/r");
     EXPECT_EQ(store->selectedFavoriteID(), store->favorites()[1].id);
-}
-
-TEST_F(FavoritesFixture, SidebarVisibilityIsRemembered)
-{
-    ASSERT_TRUE(store->isSidebarVisible());
-    store->toggleSidebarVisibility();
-    EXPECT_FALSE(store->isSidebarVisible());
-    EXPECT_FALSE(defaults->boolValue("velmo.layout.isSidebarVisible", true));
 }
 
 } // namespace

@@ -300,9 +300,7 @@ TEST_F(FileActionFlow, TrashRemovesRowsAtOnceSelectsTheNextRowAndHandsRefusedIte
     pane->moveSelectionToTrash();
     EXPECT_TRUE(pane->isBusy());
     executor->runAll();
-    QStringList rows;
-    for (const auto& row : pane->treeRows()) rows << row.entry->name;
-    EXPECT_EQ(rows, QStringList({"d", "a.txt", "c.txt"}));
+    EXPECT_EQ(rowNames(*pane), QStringList({"d", "a.txt", "c.txt"}));
     EXPECT_EQ(pane->permissionDeniedURLs(), QStringList {"/w/c.txt"});
     EXPECT_EQ(pane->undoStack().back().kindText(), "trash");
 

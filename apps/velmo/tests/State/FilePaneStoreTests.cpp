@@ -34,13 +34,6 @@ protected:
         return pane;
     }
 
-    static QStringList rowNames(const FilePaneStore& pane)
-    {
-        QStringList names;
-        for (const auto& row : pane.treeRows()) names << row.entry->name;
-        return names;
-    }
-
     std::shared_ptr<FakeListingService> listing = std::make_shared<FakeListingService>();
     std::shared_ptr<FakeDirectoryWatcher> watcher = std::make_shared<FakeDirectoryWatcher>();
     std::shared_ptr<FakeFileOpener> opener = std::make_shared<FakeFileOpener>();

@@ -157,12 +157,8 @@ protected:
         listing->folders[home.path()] = {makeFileEntry(home.path(), "b", false, 10),
                                          makeFileEntry(home.path(), "a", false, 20)};
         listing->folders[home / "sub"] = makeFileEntries(home / "sub", {"x", "y"});
-        VelmoStoreDependencies d;
-        d.defaults = defaults;
+        VelmoStoreDependencies d = fakeStoreDependencies(defaults, listing);
         d.clock = clock;
-        d.listingServiceFactory = [this](PaneID) { return listing; };
-        d.directoryWatcherFactory = [](PaneID) { return std::make_shared<FakeDirectoryWatcher>(); };
-        d.fileOpeningServiceFactory = [](PaneID) { return std::make_shared<FakeFileOpener>(); };
         d.defaultFolderURL = home.path();
         store = std::make_unique<VelmoStore>(std::move(d));
         store->loadInitialPanes();
@@ -171,12 +167,6 @@ protected:
 
     FilePaneStore* left() { return store->pane(PaneID::left); }
     FilePaneStore* right() { return store->pane(PaneID::right); }
-    static QStringList names(const FilePaneStore& pane)
-    {
-        QStringList out;
-        for (const auto& row : pane.treeRows()) out << row.entry->name;
-        return out;
-    }
     std::vector<FolderViewStateStore::Entry> written() const
     {
         return FolderViewStateStore::decode(defaults->data(kKey).value_or(QByteArray()));
@@ -196,12 +186,12 @@ TEST_F(FolderViewsFixture, PanesOnOneFolderStayInStepAndOtherFoldersKeepTheirOwn
     WindowTab* second = store->addTab(); // its panes are still loading
     store->selectTab(store->tabs().front()->id());
     left()->sort(S::size);
-    EXPECT_EQ(names(*right()), QStringList({"b", "a"}));
+    EXPECT_EQ(rowNames(*right()), QStringList({"b", "a"}));
     EXPECT_EQ(right()->sortColumn(), S::size);
     EXPECT_EQ(second->browserPanes()->leftPane()->sortColumn(), S::name);
     EXPECT_EQ(defaults->writes, 1);
     listing->answerAll();
-    EXPECT_EQ(names(*second->browserPanes()->leftPane()), QStringList({"b", "a"}));
+    EXPECT_EQ(rowNames(*second->browserPanes()->leftPane()), QStringList({"b", "a"}));
 
     // Widths from a drag reach the other pane at once and the defaults after the turn.
     left()->setColumnWidths({{"size", 150}});
@@ -215,7 +205,7 @@ TEST_F(FolderViewsFixture, PanesOnOneFolderStayInStepAndOtherFoldersKeepTheirOwn
     listing->answerAll();
     EXPECT_EQ(right()->sortColumn(), S::name);
     right()->sort(S::name); // descending, for this folder only
-    EXPECT_EQ(names(*right()), QStringList({"y", "x"}));
+    EXPECT_EQ(rowNames(*right()), QStringList({"y", "x"}));
     EXPECT_EQ(left()->sortColumn(), S::size);
     ASSERT_EQ(written().size(), 2u);
     EXPECT_EQ(written()[0].state.columnWidths.value("size"), 160);

@@ -204,24 +204,13 @@ protected:
     std::unique_ptr<VelmoStore> makeStore()
     {
         listing->folders[home.path()] = makeFileEntries(home.path(), {"b10.txt", "b9.txt", "a.txt", "Docs/"});
-        VelmoStoreDependencies d;
-        d.defaults = defaults;
-        d.listingServiceFactory = [this](PaneID) { return listing; };
-        d.directoryWatcherFactory = [](PaneID) { return std::make_shared<FakeDirectoryWatcher>(); };
-        d.fileOpeningServiceFactory = [](PaneID) { return std::make_shared<FakeFileOpener>(); };
+        VelmoStoreDependencies d = fakeStoreDependencies(defaults, listing);
         d.defaultFolderURL = home.path();
         auto store = std::make_unique<VelmoStore>(std::move(d));
         store->loadInitialPanes();
         listing->answerAll();
         return store;
     }
-    static QStringList names(const FilePaneStore* pane)
-    {
-        QStringList out;
-        for (const auto& row : pane->treeRows()) out << row.entry->name;
-        return out;
-    }
-
     TemporaryFolder home;
     std::shared_ptr<InMemoryDefaultsStore> defaults = std::make_shared<InMemoryDefaultsStore>();
     std::shared_ptr<FakeListingService> listing = std::make_shared<FakeListingService>();
@@ -258,15 +247,15 @@ TEST_F(StorePreferences, ASortFlagChangeResortsEveryPaneWithoutListingAgain)
     WindowTab* second = store->addTab();
     listing->answerAll();
     const std::size_t listed = listing->listedURLs.size();
-    EXPECT_EQ(names(second->browserPanes()->leftPane()), QStringList({"Docs", "a.txt", "b9.txt", "b10.txt"}));
+    EXPECT_EQ(rowNames(*second->browserPanes()->leftPane()), QStringList({"Docs", "a.txt", "b9.txt", "b10.txt"}));
 
     Options options = store->viewOptions();
     options.smartSorting = false;
     store->setViewOptions(options);
     // Folders no longer go first, in every pane.
     const QStringList mixed {"a.txt", "b9.txt", "b10.txt", "Docs"};
-    EXPECT_EQ(names(store->tabs()[0]->browserPanes()->rightPane()), mixed);
-    EXPECT_EQ(names(second->browserPanes()->leftPane()), mixed);
+    EXPECT_EQ(rowNames(*store->tabs()[0]->browserPanes()->rightPane()), mixed);
+    EXPECT_EQ(rowNames(*second->browserPanes()->leftPane()), mixed);
     EXPECT_EQ(listing->listedURLs.size(), listed);
 }
 

@@ -11,11 +11,7 @@ class SessionFixture : public ::testing::Test {
 protected:
     std::unique_ptr<VelmoStore> makeStore(bool restores = true)
     {
-        VelmoStoreDependencies d;
-        d.defaults = defaults;
-        d.listingServiceFactory = [this](PaneID) { return listing; };
-        d.directoryWatcherFactory = [this](PaneID) { return watcher; };
-        d.fileOpeningServiceFactory = [](PaneID) { return std::make_shared<FakeFileOpener>(); };
+        VelmoStoreDependencies d = fakeStoreDependencies(defaults, listing, watcher);
         d.defaultFolderURL = home.path();
         d.restoresSession = restores;
         return std::make_unique<VelmoStore>(std::move(d));

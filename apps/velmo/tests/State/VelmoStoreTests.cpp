@@ -12,11 +12,7 @@ protected:
     std::unique_ptr<VelmoStore> makeStore(QStringList initialFolders = {})
     {
         listing->folders[home.path()] = makeFileEntries(home.path(), {"Documents/", "a.txt"});
-        VelmoStoreDependencies d;
-        d.defaults = defaults;
-        d.listingServiceFactory = [this](PaneID) { return listing; };
-        d.directoryWatcherFactory = [this](PaneID) { return watcher; };
-        d.fileOpeningServiceFactory = [](PaneID) { return std::make_shared<FakeFileOpener>(); };
+        VelmoStoreDependencies d = fakeStoreDependencies(defaults, listing, watcher);
         d.defaultFolderURL = home.path();
         d.initialFolders = std::move(initialFolders);
         return std::make_unique<VelmoStore>(std::move(d));

@@ -28,12 +28,8 @@ protected:
         listing->folders["/w"] = {makeFileEntry("/w", "docs", true), makeFileEntry("/w", "b.txt", false, 300'000),
                                   makeFileEntry("/w", "a.txt", false, 1'200'000)};
         listing->folders["/w/docs"] = makeFileEntries("/w/docs", {"inner.txt"});
-        VelmoStoreDependencies d;
+        VelmoStoreDependencies d = fakeStoreDependencies(std::make_shared<InMemoryDefaultsStore>(), listing);
         d.clock = clock;
-        d.defaults = std::make_shared<InMemoryDefaultsStore>();
-        d.listingServiceFactory = [this](PaneID) { return listing; };
-        d.directoryWatcherFactory = [this](PaneID) { return std::make_shared<FakeDirectoryWatcher>(); };
-        d.fileOpeningServiceFactory = [](PaneID) { return std::make_shared<FakeFileOpener>(); };
         d.initialFolders = {"/w"};
         store = std::make_unique<VelmoStore>(std::move(d));
         window = std::make_unique<MainWindow>(store.get());

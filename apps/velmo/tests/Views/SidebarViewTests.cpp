@@ -27,11 +27,7 @@ protected:
             listing->folders[path] = {};
         defaults->setData(FavoriteStore::key,
                           FavoriteStore::encode({item("a"), item("a/b"), {QUuid::createUuid(), "", "/", FavoriteItemKind::separator, {}, {}}}));
-        VelmoStoreDependencies d;
-        d.defaults = defaults;
-        d.listingServiceFactory = [this](PaneID) { return listing; };
-        d.directoryWatcherFactory = [](PaneID) { return std::make_shared<FakeDirectoryWatcher>(); };
-        d.fileOpeningServiceFactory = [](PaneID) { return std::make_shared<FakeFileOpener>(); };
+        VelmoStoreDependencies d = fakeStoreDependencies(defaults, listing);
         d.initialFolders = {root / "a/b", root.path()};
         store = std::make_unique<VelmoStore>(std::move(d));
         window = std::make_unique<MainWindow>(store.get());
