@@ -4,6 +4,7 @@
 #include "Services/DirectoryWatchProviding.h"
 #include "Services/FileOpeningProviding.h"
 #include "Support/MonotonicClock.h"
+#include "Support/TaskExecutor.h"
 
 #include <QDir>
 #include <QPointer>
@@ -111,6 +112,23 @@ public:
 // Entries as a listing would make them, without a disk.
 FileEntry makeFileEntry(const QString& folder, const QString& name, bool isDirectory = false, qint64 size = 0);
 std::vector<FileEntry> makeFileEntries(const QString& folder, const QStringList& names);
+
+// Holds background work until the test runs it, on the main thread.
+class ManualExecutor final : public TaskExecutor {
+public:
+    void start(std::function<void()> work) override { queue.push_back(std::move(work)); }
+    // Runs the work queued so far and any it queues, then delivers what it posted.
+    void runAll()
+    {
+        while (!queue.empty()) {
+            auto work = std::move(queue.front());
+            queue.pop_front();
+            work();
+        }
+        QCoreApplication::processEvents();
+    }
+    std::deque<std::function<void()>> queue;
+};
 
 class DefaultsStore;
 class FilePaneStore;

@@ -1,4 +1,5 @@
 #include "Services/FileTransferProviding.h"
+#include "Services/InMemoryFilePasteboard.h"
 #include "State/FilePaneStore.h"
 #include "TestSupport.h"
 
@@ -8,45 +9,9 @@
 
 namespace {
 
-// Holds background work until the test runs it, on the main thread.
-class ManualExecutor final : public TaskExecutor {
-public:
-    void start(std::function<void()> work) override { queue.push_back(std::move(work)); }
-    void runAll()
-    {
-        while (!queue.empty()) {
-            auto work = std::move(queue.front());
-            queue.pop_front();
-            work();
-        }
-        QCoreApplication::processEvents();
-    }
-    std::deque<std::function<void()>> queue;
-};
-
-class FakePasteboard final : public FilePasteboardProviding {
-public:
-    qint64 clearContents() override
-    {
-        urls.clear();
-        cut = false;
-        return ++count;
-    }
-    bool setString(const QString&, const QString&) override { return ++count, true; }
-    bool writeFileURLs(const QStringList& paths) override { return urls = paths, ++count, true; }
-    QStringList readFileURLs() const override { return urls; }
-    bool setCutOperationMarker() override { return cut = true, ++count, true; }
-    bool hasCutOperationMarker() const override { return cut; }
-    qint64 changeCount() const override { return count; }
-
-    QStringList urls;
-    bool cut = false;
-    qint64 count = 0;
-};
-
 class FakeFileActions final : public FileActionProviding {
 public:
-    explicit FakeFileActions(std::shared_ptr<FakePasteboard> pasteboard) : pasteboard(std::move(pasteboard)) { }
+    explicit FakeFileActions(std::shared_ptr<InMemoryFilePasteboard> pasteboard) : pasteboard(std::move(pasteboard)) { }
     void reveal(const QString&) override { }
     std::expected<void, FileActionError> copyItemsToPasteboard(const QStringList& urls) override
     {
@@ -85,8 +50,8 @@ public:
     std::expected<void, FileActionError> createFile(const QString& url) override { return created.append(url), std::expected<void, FileActionError> {}; }
     std::optional<FilePasteIntent> pasteIntent() override
     {
-        if (pasteboard->urls.isEmpty()) return std::nullopt;
-        return FilePasteIntent {pasteboard->urls, pasteboard->cut, pasteboard->count};
+        if (pasteboard->readFileURLs().isEmpty()) return std::nullopt;
+        return FilePasteIntent {pasteboard->readFileURLs(), pasteboard->hasCutOperationMarker(), pasteboard->changeCount()};
     }
     std::expected<QString, FileActionError> rename(const QString& url, const QString& name) override
     {
@@ -94,7 +59,7 @@ public:
         return url.section('/', 0, -2) + '/' + name;
     }
 
-    std::shared_ptr<FakePasteboard> pasteboard;
+    std::shared_ptr<InMemoryFilePasteboard> pasteboard;
     QSet<QString> refused;
     QStringList trashed;
     QStringList created;
@@ -188,7 +153,7 @@ protected:
 
     std::shared_ptr<FakeListingService> listing = std::make_shared<FakeListingService>();
     std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
-    std::shared_ptr<FakePasteboard> pasteboard = std::make_shared<FakePasteboard>();
+    std::shared_ptr<InMemoryFilePasteboard> pasteboard = std::make_shared<InMemoryFilePasteboard>();
     std::shared_ptr<FakeFileActions> actions = std::make_shared<FakeFileActions>(pasteboard);
     std::shared_ptr<FakeTransfer> transfer = std::make_shared<FakeTransfer>();
     std::shared_ptr<ManualExecutor> executor = std::make_shared<ManualExecutor>();
@@ -211,7 +176,7 @@ TEST_F(FileActionFlow, PastedCopySelectsItsItemsKeepsTheClipboardAndIsUndoneByTr
 
     EXPECT_FALSE(pane->activeTransfer());
     EXPECT_EQ(selection(), QStringList {"/w/x.txt"});
-    EXPECT_EQ(pasteboard->urls, QStringList {"/other/x.txt"});
+    EXPECT_EQ(pasteboard->readFileURLs(), QStringList {"/other/x.txt"});
     EXPECT_GT(pane->suppressWatcherEchoUntilNanos(), clock->now);
     ASSERT_EQ(pane->undoStack().size(), 1u);
     EXPECT_EQ(pane->undoStack().back(), (FilePaneUndoAction {FilePaneUndoAction::Created {{"/w/x.txt"}}}));
@@ -232,7 +197,7 @@ TEST_F(FileActionFlow, PastedCutEmptiesTheClipboardOnlyIfNobodyWroteToItMeanwhil
         if (overwritten) pasteboard->writeFileURLs({"/elsewhere/new.txt"});
         executor->runAll();
         EXPECT_EQ(transfer->calls.back().kind, "move");
-        EXPECT_EQ(pasteboard->urls.isEmpty(), !overwritten) << overwritten;
+        EXPECT_EQ(pasteboard->readFileURLs().isEmpty(), !overwritten) << overwritten;
         EXPECT_EQ(pane->undoStack().back(),
                   (FilePaneUndoAction {FilePaneUndoAction::Move {{{"/w/x.txt", "/other/x.txt"}}}}));
     }

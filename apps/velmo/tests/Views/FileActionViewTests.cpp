@@ -20,18 +20,6 @@
 
 namespace {
 
-// Holds background work until the test runs it, on the main thread.
-class HeldExecutor final : public TaskExecutor {
-public:
-    void start(std::function<void()> work) override { queue.push_back(std::move(work)); }
-    void runAll()
-    {
-        for (; !queue.empty(); queue.pop_front()) queue.front()();
-        QCoreApplication::processEvents();
-    }
-    std::deque<std::function<void()>> queue;
-};
-
 // A window over real folders: the left pane shows docs/, report.pdf and
 // taken.pdf, the right one r1.txt to r3.txt. Listings are real; transfers wait
 // for runAll.
@@ -105,7 +93,7 @@ protected:
     QString left = tmp / "left";
     QString right = tmp / "right";
     std::shared_ptr<InMemoryFilePasteboard> pasteboard = std::make_shared<InMemoryFilePasteboard>();
-    std::shared_ptr<HeldExecutor> executor = std::make_shared<HeldExecutor>();
+    std::shared_ptr<ManualExecutor> executor = std::make_shared<ManualExecutor>();
     std::unique_ptr<VelmoStore> store;
     std::unique_ptr<MainWindow> window;
     FilePaneView* view = nullptr;
