@@ -5,7 +5,11 @@
 
 #include <QFile>
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
+#include <fcntl.h>
+#include <filesystem>
 #include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -185,4 +189,56 @@ QStringList rowNames(const FilePaneStore& pane)
 bool waitUntil(const std::function<bool()>& done, int milliseconds)
 {
     return QTest::qWaitFor(done, milliseconds);
+}
+
+void TestTree::makeFolder(const QString& path, mode_t mode)
+{
+    if (::mkdir(FilePaths::toNative(path).constData(), mode) != 0) ADD_FAILURE() << "mkdir failed: " << path.toStdString();
+    ::chmod(FilePaths::toNative(path).constData(), mode);
+}
+
+void TestTree::writeFile(const QString& path, const QByteArray& content, mode_t mode)
+{
+    const int fd = ::open(FilePaths::toNative(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        ADD_FAILURE() << "create failed: " << path.toStdString();
+        return;
+    }
+    if (::write(fd, content.constData(), size_t(content.size())) != content.size()) ADD_FAILURE() << "short write";
+    ::fchmod(fd, mode);
+    // A fixed time, so that trees built at different moments compare equal and a
+    // copy that did not keep the time shows.
+    const struct timespec times[2] = {{1'600'000'000, 0}, {1'600'000'000, 0}};
+    ::futimens(fd, times);
+    ::close(fd);
+}
+
+QByteArray TestTree::readFile(const QString& path)
+{
+    QByteArray content;
+    const int fd = ::open(FilePaths::toNative(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return content;
+    char buffer[65536];
+    for (ssize_t count; (count = ::read(fd, buffer, sizeof buffer)) > 0;) content.append(buffer, count);
+    ::close(fd);
+    return content;
+}
+
+bool TestTree::exists(const QString& path)
+{
+    struct stat status {};
+    return ::lstat(FilePaths::toNative(path).constData(), &status) == 0;
+}
+
+// std::filesystem keeps names as the bytes they are.
+QStringList TestTree::childNames(const QString& folder)
+{
+    std::vector<QByteArray> bytes;
+    std::error_code error;
+    for (const auto& item : std::filesystem::directory_iterator(FilePaths::toNative(folder).toStdString(), error))
+        bytes.emplace_back(QByteArray::fromStdString(item.path().filename().native()));
+    std::sort(bytes.begin(), bytes.end());
+    QStringList names;
+    for (const QByteArray& name : bytes) names.append(FilePaths::fromNative(name));
+    return names;
 }

@@ -16,6 +16,8 @@
 #include <functional>
 #include <map>
 
+#include <sys/types.h>
+
 // A fresh folder for one test (under TMPDIR, or `base`), removed afterwards
 // whatever bytes its names hold and whatever modes its folders have, with
 // helpers to fill it.
@@ -141,6 +143,17 @@ VelmoStoreDependencies fakeStoreDependencies(std::shared_ptr<DefaultsStore> defa
                                              std::shared_ptr<FakeDirectoryWatcher> watcher = nullptr);
 // The names of a pane's rows, in the order shown.
 QStringList rowNames(const FilePaneStore& pane);
+
+// Files and folders by their bytes, so that any name works.
+namespace TestTree {
+void makeFolder(const QString& path, mode_t mode = 0755);
+// Files get a fixed modification time in 2020.
+void writeFile(const QString& path, const QByteArray& content, mode_t mode = 0644);
+QByteArray readFile(const QString& path); // empty when unreadable
+bool exists(const QString& path); // without following links
+// Names in the folder, sorted by bytes.
+QStringList childNames(const QString& folder);
+} // namespace TestTree
 
 // Spins the event loop until `done` holds or `milliseconds` pass.
 bool waitUntil(const std::function<bool()>& done, int milliseconds = 5000);

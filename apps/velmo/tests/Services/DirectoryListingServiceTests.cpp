@@ -25,10 +25,7 @@ std::map<QString, FileEntry> byName(const std::vector<FileEntry>& entries)
 
 void writeNative(const QString& folder, const QByteArray& name)
 {
-    const QByteArray path = FilePaths::toNative(folder) + "/" + name;
-    const int fd = ::open(path.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
-    ASSERT_GE(fd, 0);
-    ::close(fd);
+    TestTree::writeFile(folder + '/' + FilePaths::fromNative(name), {});
 }
 
 } // namespace

@@ -26,22 +26,11 @@ QByteArray native(const QString& path)
 
 QString writeFile(const QString& path, const QByteArray& contents)
 {
-    const int fd = ::open(native(path).constData(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0644);
-    EXPECT_GE(fd, 0) << path.toStdString();
-    EXPECT_EQ(::write(fd, contents.constData(), size_t(contents.size())), contents.size());
-    ::close(fd);
+    TestTree::writeFile(path, contents);
     return path;
 }
 
-QByteArray readFile(const QString& path)
-{
-    QByteArray out;
-    const int fd = ::open(native(path).constData(), O_RDONLY | O_CLOEXEC);
-    char buffer[4096];
-    for (ssize_t got; fd >= 0 && (got = ::read(fd, buffer, sizeof buffer)) > 0;) out.append(buffer, got);
-    if (fd >= 0) ::close(fd);
-    return out;
-}
+using TestTree::readFile;
 
 std::optional<struct stat> status(const QString& path)
 {

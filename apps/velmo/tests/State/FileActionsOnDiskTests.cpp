@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,12 +22,9 @@ QByteArray native(const QString& path)
 // Writes by bytes, so that any name works, with a modification time of its own.
 void write(const QString& path, const QByteArray& content, qint64 mtime = 1'600'000'000)
 {
-    const int fd = ::open(native(path).constData(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0644);
-    EXPECT_GE(fd, 0) << path.toStdString();
-    EXPECT_EQ(::write(fd, content.constData(), size_t(content.size())), content.size());
+    TestTree::writeFile(path, content);
     const struct timespec times[2] = {{mtime, 0}, {mtime, 0}};
-    ::futimens(fd, times);
-    ::close(fd);
+    ::utimensat(AT_FDCWD, native(path).constData(), times, 0);
 }
 
 // A file's content and modification time, "unreadable" for a folder, or "missing".
@@ -48,19 +44,7 @@ bool exists(const QString& path)
     return state(path) != "missing";
 }
 
-// Names by their bytes: a directory iterator that decodes them would miss some.
-QStringList children(const QString& folder)
-{
-    QStringList names;
-    if (DIR* dir = ::opendir(native(folder).constData())) {
-        while (const dirent* entry = ::readdir(dir))
-            if (qstrcmp(entry->d_name, ".") != 0 && qstrcmp(entry->d_name, "..") != 0)
-                names << FilePaths::fromNative(QByteArray(entry->d_name));
-        ::closedir(dir);
-    }
-    names.sort();
-    return names;
-}
+using TestTree::childNames;
 
 class FileActionsOnDisk : public ::testing::Test {
 protected:
@@ -118,8 +102,8 @@ TEST_F(FileActionsOnDisk, PastedCopyLandsSelectedAndItsUndoTrashesOnlyTheCopies)
 
     pane->undoLastAction();
     settle();
-    EXPECT_EQ(children(there), QStringList());
-    EXPECT_EQ(children(trash + "/info"), QStringList({"a.txt.trashinfo", "d.trashinfo"}));
+    EXPECT_EQ(childNames(there), QStringList());
+    EXPECT_EQ(childNames(trash + "/info"), QStringList({"a.txt.trashinfo", "d.trashinfo"}));
     EXPECT_EQ(state(here + "/a.txt"), "alpha@1600000000");
     EXPECT_TRUE(exists(here + "/d/inner.txt"));
     EXPECT_FALSE(pane->canUndo());
@@ -136,13 +120,13 @@ TEST_F(FileActionsOnDisk, PastedCutMovesEmptiesTheClipboardAndUndoPutsEverything
     show(there);
     pane->pasteItems();
     settle();
-    EXPECT_EQ(children(here), QStringList());
+    EXPECT_EQ(childNames(here), QStringList());
     EXPECT_EQ(state(there + "/sub/b.txt"), "beta@1400000000");
     EXPECT_TRUE(pasteboard->readFileURLs().isEmpty());
 
     pane->undoLastAction();
     settle();
-    EXPECT_EQ(children(there), QStringList());
+    EXPECT_EQ(childNames(there), QStringList());
     EXPECT_EQ(state(here + "/a.txt"), "alpha@1500000000");
     EXPECT_EQ(state(here + "/sub/b.txt"), "beta@1400000000");
     EXPECT_FALSE(pane->canUndo());
@@ -159,15 +143,15 @@ TEST_F(FileActionsOnDisk, TrashOfOddNamesRecordsEachAndUndoRestoresThemAll)
     selectAll();
     pane->moveSelectionToTrash();
     settle();
-    EXPECT_EQ(children(here), QStringList());
-    EXPECT_EQ(children(trash + "/info").size(), 4);
+    EXPECT_EQ(childNames(here), QStringList());
+    EXPECT_EQ(childNames(trash + "/info").size(), 4);
 
     pane->undoLastAction();
     settle();
     for (int i = 0; i < names.size(); ++i)
         EXPECT_EQ(state(here + '/' + names[i]), QString::number(i) + "@1300000000") << i;
     EXPECT_EQ(state(here + "/folder/inside.txt").section('@', 0, 0), "in");
-    EXPECT_EQ(children(trash + "/info"), QStringList());
+    EXPECT_EQ(childNames(trash + "/info"), QStringList());
     EXPECT_EQ(pane->selectedEntryIDs().size(), 4);
 }
 
@@ -179,7 +163,7 @@ TEST_F(FileActionsOnDisk, UndoOfAMoveWhoseWayBackIsHalfGoneKeepsEachFileInOnePla
     show(there);
     pane->startMoveTransfer(FileTransferKind::move, {here + "/a.txt", other + "/b.txt"}, there, true);
     settle();
-    ASSERT_EQ(children(there), QStringList({"a.txt", "b.txt"}));
+    ASSERT_EQ(childNames(there), QStringList({"a.txt", "b.txt"}));
     ASSERT_EQ(::rmdir(native(other).constData()), 0);
 
     pane->undoLastAction();
@@ -222,7 +206,7 @@ TEST_F(FileActionsOnDisk, RefusedActionsSayWhyAndLoseNothing)
     pane->pasteItems();
     settle();
     EXPECT_EQ(toast(), "Skipped 1 item that couldn't be moved: gone.txt");
-    EXPECT_EQ(children(there), QStringList {"a.txt"});
+    EXPECT_EQ(childNames(there), QStringList {"a.txt"});
     EXPECT_EQ(state(there + "/a.txt"), "alpha@1600000000");
 
     // A destination that vanished: a toast, nothing made, the source intact.

@@ -8,7 +8,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <set>
 #include <thread>
 
@@ -25,17 +24,6 @@ namespace {
 QByteArray native(const QString& path)
 {
     return FilePaths::toNative(path);
-}
-
-// std::filesystem keeps names as the bytes they are.
-std::vector<QByteArray> listNative(const QByteArray& folder)
-{
-    std::vector<QByteArray> names;
-    std::error_code error;
-    for (const auto& item : std::filesystem::directory_iterator(folder.toStdString(), error))
-        names.emplace_back(QByteArray::fromStdString(item.path().filename().native()));
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 // "name=value;" for every user attribute, sorted by name.
@@ -76,8 +64,10 @@ void walk(const QByteArray& path, const QByteArray& relative, TestTree::Snapshot
     if (item.kind == 'o') item.digest = QByteArray::number(quint64(status.st_rdev));
     into[relative] = item;
     if (item.kind == 'd')
-        for (const QByteArray& name : listNative(path))
+        for (const QString& child : TestTree::childNames(FilePaths::fromNative(path))) {
+            const QByteArray name = native(child);
             walk(path + '/' + name, relative.isEmpty() ? name : relative + '/' + name, into);
+        }
 }
 
 QByteArray pattern(qint64 size, unsigned seed)
@@ -99,28 +89,6 @@ QString memoryScratchBase()
     return ::access("/dev/shm", W_OK) == 0 ? QStringLiteral("/dev/shm") : QDir::tempPath();
 }
 
-void makeFolder(const QString& path, mode_t mode)
-{
-    if (::mkdir(native(path).constData(), mode) != 0) ADD_FAILURE() << "mkdir failed: " << path.toStdString();
-    ::chmod(native(path).constData(), mode);
-}
-
-void writeFile(const QString& path, const QByteArray& content, mode_t mode)
-{
-    const int fd = ::open(native(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        ADD_FAILURE() << "create failed: " << path.toStdString();
-        return;
-    }
-    if (::write(fd, content.constData(), size_t(content.size())) != content.size()) ADD_FAILURE() << "short write";
-    ::fchmod(fd, mode);
-    // A fixed time, so that trees built at different moments compare equal and a
-    // copy that did not keep the time shows.
-    const struct timespec times[2] = {{1'600'000'000, 0}, {1'600'000'000, 0}};
-    ::futimens(fd, times);
-    ::close(fd);
-}
-
 void makeLink(const QByteArray& target, const QString& path)
 {
     if (::symlink(target.constData(), native(path).constData()) != 0) ADD_FAILURE() << "symlink failed";
@@ -137,35 +105,11 @@ void setModifiedTime(const QString& path, qint64 secondsSinceEpoch)
     ::utimensat(AT_FDCWD, native(path).constData(), times, AT_SYMLINK_NOFOLLOW);
 }
 
-QByteArray readFile(const QString& path)
-{
-    QByteArray content;
-    const int fd = ::open(native(path).constData(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return content;
-    char buffer[65536];
-    for (ssize_t count; (count = ::read(fd, buffer, sizeof buffer)) > 0;) content.append(buffer, count);
-    ::close(fd);
-    return content;
-}
-
-bool exists(const QString& path)
-{
-    struct stat status {};
-    return ::lstat(native(path).constData(), &status) == 0;
-}
-
 QString linkTarget(const QString& path)
 {
     char buffer[4096];
     const ssize_t length = ::readlink(native(path).constData(), buffer, sizeof buffer);
     return length < 0 ? QString() : FilePaths::fromNative(buffer, length);
-}
-
-QStringList childNames(const QString& folder)
-{
-    QStringList names;
-    for (const QByteArray& name : listNative(native(folder))) names.append(FilePaths::fromNative(name));
-    return names;
 }
 
 qint64 allocatedBlocks(const QString& path)

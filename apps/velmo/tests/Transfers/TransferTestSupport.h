@@ -18,17 +18,10 @@ namespace TestTree {
 // TMPDIR: disks slow down creating files right after deleting many.
 QString memoryScratchBase();
 
-void makeFolder(const QString& path, mode_t mode = 0755);
-// Files get a fixed modification time in 2020.
-void writeFile(const QString& path, const QByteArray& content, mode_t mode = 0644);
 void makeLink(const QByteArray& target, const QString& path);
 void makeFifo(const QString& path);
 void setModifiedTime(const QString& path, qint64 secondsSinceEpoch);
-QByteArray readFile(const QString& path);
-bool exists(const QString& path); // without following links
 QString linkTarget(const QString& path);
-// Names in the folder, sorted by bytes.
-QStringList childNames(const QString& folder);
 
 // A tree that tries the awkward cases: nested, empty and read-only folders with
 // their own modes and times, empty, small, sparse and multi-megabyte files, a
