@@ -28,9 +28,7 @@ std::unique_ptr<FilePaneStore> livePane(const QString& folder)
 
 bool showsRow(const FilePaneStore& pane, const QString& name)
 {
-    for (const auto& row : pane.treeRows())
-        if (row.entry->name == name) return true;
-    return false;
+    return rowNames(pane).contains(name);
 }
 
 } // namespace
