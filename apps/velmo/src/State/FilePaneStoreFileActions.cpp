@@ -250,15 +250,12 @@ void FilePaneStore::runCreatingTransfer(FileTransferKind kind, const QStringList
 {
     const QString destination = FilePaths::standardized(destinationURL);
     const QStringList sources = standardizedAll(urls);
-    if (sources.isEmpty() || !services_.transfer) return;
     // Sources that may not go there (a folder into itself) come back as skipped.
-    if (!beginTransfer(kind, sources.size(), destination)) return;
+    if (sources.isEmpty() || !services_.transfer || !beginTransfer(kind, sources.size(), destination)) return;
     const QUuid id = activeTransfer_->id;
-    auto service = services_.transfer;
-    auto progress = progressForwarder(id);
     BackgroundTask::runToOutcome(
         services_.operations.get(), this, transferStop_->get_token(),
-        [service, sources, destination, progress, work](std::stop_token stop) {
+        [service = services_.transfer, sources, destination, progress = progressForwarder(id), work](std::stop_token stop) {
             return work(*service, sources, destination, stop, progress);
         },
         [this, id, destination, selectTransferredItems, pasteboardChangeCountToClear, failureMessage,
@@ -297,14 +294,11 @@ void FilePaneStore::startMoveTransfer(FileTransferKind kind, const QStringList& 
     QStringList sources;
     for (const QString& url : standardizedAll(urls))
         if (FilePaths::parent(url) != destination) sources.append(url);
-    if (sources.isEmpty() || !services_.transfer) return;
-    if (!beginTransfer(kind, sources.size(), destination)) return;
+    if (sources.isEmpty() || !services_.transfer || !beginTransfer(kind, sources.size(), destination)) return;
     const QUuid id = activeTransfer_->id;
-    auto service = services_.transfer;
-    auto progress = progressForwarder(id);
     BackgroundTask::runToOutcome(
         services_.operations.get(), this, transferStop_->get_token(),
-        [service, sources, destination, progress](std::stop_token stop) {
+        [service = services_.transfer, sources, destination, progress = progressForwarder(id)](std::stop_token stop) {
             return service->moveItems(sources, destination, stop, progress);
         },
         [this, id, destination, selectTransferredItems, pasteboardChangeCountToClear](
