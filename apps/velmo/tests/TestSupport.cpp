@@ -91,6 +91,22 @@ void FakeListingService::answerAll()
     }
 }
 
+void FakeListingService::probe(const QString& url, bool, const TaskHandle& task, QObject*,
+                               std::function<void(bool)> completion)
+{
+    pendingProbes.push_back({url, task, std::move(completion)});
+}
+
+void FakeListingService::answerProbes()
+{
+    while (!pendingProbes.empty()) {
+        Probe probe = std::move(pendingProbes.front());
+        pendingProbes.pop_front();
+        auto it = folders.find(probe.url);
+        if (!probe.task.isCancelled()) probe.completion(it != folders.end() && !it->second.empty());
+    }
+}
+
 void ManualClock::runAfter(quint64 delayNanoseconds, QObject* context, std::function<void()> callback)
 {
     delayed_.push_back({now + delayNanoseconds, context, std::move(callback)});

@@ -79,6 +79,17 @@ public:
     // Answers every waiting call from the fixed folder contents below.
     void answerAll();
 
+    // Probes wait like listings, and are answered from `folders` (absent: false).
+    void probe(const QString& url, bool includingHiddenFiles, const TaskHandle& task, QObject* context,
+               std::function<void(bool)> completion) override;
+    void answerProbes();
+    struct Probe {
+        QString url;
+        TaskHandle task;
+        std::function<void(bool)> completion;
+    };
+    std::deque<Probe> pendingProbes;
+
     std::deque<Call> pending;
     std::vector<QString> listedURLs;
     // Folder contents used by answerAll; other folders are not folders.

@@ -21,4 +21,9 @@ public:
     virtual void list(const QString& url, bool includingHiddenFiles, const TaskHandle& task, QObject* context,
                       Completion completion)
         = 0;
+    // Whether a folder has anything to show, reading as little as it can; a folder
+    // that can't be read answers false. Same delivery rules as list().
+    virtual void probe(const QString& url, bool includingHiddenFiles, const TaskHandle& task, QObject* context,
+                       std::function<void(bool)> completion)
+        = 0;
 };

@@ -1,5 +1,8 @@
 #include "Services/DirectoryListingService.h"
 
+#include "Services/InlineFolderProbe.h"
+#include "Support/TaskExecutor.h"
+
 #include "PathKit/FileDescriptor.h"
 #include "PathKit/FilePaths.h"
 #include "Services/FileKindResolver.h"
@@ -181,6 +184,15 @@ void DirectoryListingService::list(const QString& url, bool includingHiddenFiles
         [versions = versions_, url, includingHiddenFiles](std::stop_token stop) {
             return listFolder(*versions, url, includingHiddenFiles, stop);
         },
+        std::move(completion), task);
+}
+
+void DirectoryListingService::probe(const QString& url, bool includingHiddenFiles, const TaskHandle& task,
+                                    QObject* context, std::function<void(bool)> completion)
+{
+    BackgroundTask::run(
+        TaskExecutor::folderProbes().get(), context,
+        [url, includingHiddenFiles](std::stop_token) { return InlineFolderProbe::hasVisibleChildren(url, includingHiddenFiles); },
         std::move(completion), task);
 }
 

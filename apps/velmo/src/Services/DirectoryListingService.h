@@ -21,6 +21,9 @@ public:
 
     void list(const QString& url, bool includingHiddenFiles, const TaskHandle& task, QObject* context,
               Completion completion) override;
+    // Probes run on a pool of their own, so that they never wait behind a large listing.
+    void probe(const QString& url, bool includingHiddenFiles, const TaskHandle& task, QObject* context,
+               std::function<void(bool)> completion) override;
 
     // The listing itself, on the calling thread. Not to be called while a list()
     // of the same service may run.

@@ -64,7 +64,9 @@ NavigationCommit FilePaneStore::makeCommit(const QString& toURL) const
 void FilePaneStore::saveStateOfFolderBeingLeft()
 {
     rememberCurrentSelection();
-    // The inline tree's memories join here when the tree exists.
+    rememberInlineExpansion();
+    rememberInlineExpandability();
+    inlineTreeMemory_.rememberSnapshot(currentURL_, inlineTree_);
 }
 
 void FilePaneStore::navigate(const QString& url, bool pushHistory, bool keepsBreadcrumbTrail,
@@ -244,10 +246,16 @@ void FilePaneStore::commitNavigation(const NavigationCommit& commit, FileEntryLi
     setPendingSelectionEntryID(commit.pendingSelectionID);
     pendingScrollToEntryID_ = commit.pendingScrollToEntryID;
     setFilterText({});
+    resetInlineTree();
     applyResolvedFolderViewState();
+    const bool listed = state == FilePaneLoadState::ready();
     setEntries(std::move(entries));
+    // The parent learns whether this folder has anything to show, for its triangle.
+    if (listed) inlineTreeMemory_.rememberInParent(commit.toURL, !entries_.empty());
+    applyRememberedInlineTree(true);
     resortEntries();
     isCommittingFolderSnapshot_ = false;
+    refreshExpandedInlineFolders();
     notifyRestorableStateChanged();
     startWatching(commit.toURL);
     setLoadState(state);
@@ -288,6 +296,7 @@ void FilePaneStore::setShowHiddenFiles(bool show)
     if (showHiddenFiles_ == show) return;
     showHiddenFiles_ = show;
     emit showHiddenFilesChanged();
+    invalidateInlineTreeForHiddenFileVisibilityChange();
     suppressWatcherEcho();
     startLoad(currentURL_);
 }
@@ -302,6 +311,7 @@ void FilePaneStore::teardown()
     // A running transfer stops: what it finished stays, the item in hand is taken back.
     if (transferStop_) transferStop_->request_stop();
     cancelWatching();
+    resetInlineTree();
 }
 
 // ---------------------------------------------------------------- setters

@@ -5,6 +5,7 @@
 #include "Models/FileEntrySort.h"
 #include "Models/FileActivityItem.h"
 #include "Models/FileNameFilter.h"
+#include "Models/FilePaneInlineTree.h"
 #include "Models/FilePaneLoadState.h"
 #include "Models/FilePaneRow.h"
 #include "Models/FolderScrollMemory.h"
@@ -237,6 +238,29 @@ public:
     void completeUndoMove(const QUuid& id, const QStringList& restored, std::vector<UndoAction::MovedFile> remaining,
                           bool wasCancelled);
 
+    // --- inline tree (FilePaneStoreInlineTree.cpp, FilePaneStoreInlineTreeMemory.cpp) ---
+    // Folders unfold in place in list view. Only a real folder does: not a link, nor a package.
+    static bool isInlineExpandable(const FileEntry& entry);
+    const FilePaneInlineTree& inlineTree() const { return inlineTree_; }
+    const FilePaneInlineTreeMemory& inlineTreeMemory() const { return inlineTreeMemory_; }
+    bool isInlineExpanded(const QString& id) const { return inlineTree_.expandedFolderPaths.contains(id); }
+    void expandInlineFolder(const FileEntry& entry);
+    void collapseInlineFolder(const QString& path);
+    void expandInlineFolderForSelection();
+    // The selected open folder closes; otherwise the selection goes to the row's parent.
+    void collapseSelectedInlineRow();
+    // Called by the view for the rows it shows: finds out, without listing, whether
+    // a folder has anything to show. At most kMaxInlineProbes run at once.
+    void probeInlineExpandability(const FileEntry& entry);
+    static constexpr int kMaxInlineProbes = 16;
+    int inlineProbesInFlight() const { return int(inlineProbesInFlight_.size()); }
+    int inlineProbesQueued() const { return int(inlineQueuedProbes_.size()); }
+    // Opens the tree down to an item below the folder on show and selects it;
+    // false when the item isn't below it (the caller navigates instead).
+    bool revealInlineDescendant(const QString& url);
+    // The watched open folders, for the state dump and tests.
+    QStringList inlineWatchedPaths() const { return inlineWatches_.keys(); }
+
     // What the activity strip shows for this pane; `side` is "left" or "right".
     std::vector<FileActivityItem> activityItems() const;
 
@@ -267,6 +291,8 @@ signals:
     void undoStackChanged();
     void permissionDeniedURLsChanged();
     void pendingInlineRenameChanged();
+    // Expansion, loads or expandability changed; the rows may have stayed the same.
+    void inlineTreeChanged();
 
 private:
     NavigationCommit makeCommit(const QString& toURL) const;
@@ -308,6 +334,33 @@ private:
     void undoRenameBatch(std::vector<UndoAction::RenamedFile> items);
     void undoCreated(QStringList urls);
     void endUndo();
+
+    // inline tree
+    void setInlineTreeChanged(bool rowsMayChange);
+    std::vector<FilePaneRow> flattenedTreeRows(const FileEntryList& base, bool filtered) const;
+    FileEntryList displayChildren(const QString& folder, const FileEntryList& children, bool filtered) const;
+    FileEntryRef loadedInlineEntry(const QString& path) const;
+    void loadInlineChildren(const QString& path);
+    void finishInlineChildLoad(const QString& path, DirectoryListingProviding::Result result);
+    void restoreExpandedInlineChildren(const FileEntryList& children);
+    void cancelInlineChildLoads(const std::optional<QString>& underOrAt);
+    void startInlineProbe(const QString& id);
+    void drainInlineProbeQueue();
+    void clearInlineProbes();
+    void cancelInlineReveal();
+    void continueInlineReveal(const TaskHandle& reveal, const QString& target);
+    void resetInlineTree();
+    void rememberInlineExpansion();
+    void rememberInlineExpandability();
+    void applyRememberedInlineTree(bool preservingExpandabilityKnowledge);
+    void refreshExpandedInlineFolders();
+    void invalidateInlineExpandabilityKnowledge();
+    void invalidateInlineTreeForHiddenFileVisibilityChange();
+    void remapInlineTree(const QString& from, const QString& to);
+    void removeInlineEntries(const QStringList& paths);
+    void startInlineWatch(const QString& path);
+    void stopInlineWatches(const std::optional<QString>& underOrAt);
+    void scheduleInlineChildRefresh(const QString& path);
 
     const PaneID id_;
     FilePaneServices services_;
@@ -363,4 +416,28 @@ private:
     FileEntryList sortedSource_;
     std::optional<FileEntrySort::Options> sortedOptions_;
     FileNameFilter nameFilter_;
+
+    // inline tree
+    FilePaneInlineTree inlineTree_;
+    FilePaneInlineTreeMemory inlineTreeMemory_;
+    // The newest child load of each folder; a result lands only while its handle is still here.
+    QHash<QString, TaskHandle> inlineChildLoads_;
+    QSet<QString> inlineProbesInFlight_;
+    QMap<QString, FileEntryRef> inlineQueuedProbes_;
+    qint64 inlineProbeGeneration_ = 0;
+    QHash<QString, std::shared_ptr<DirectoryWatchToken>> inlineWatches_;
+    QHash<QString, TaskHandle> inlineRefreshTasks_;
+    TaskHandle inlineRevealTask_;
+    // The reveal's next step, once the listing of `inlineRevealWaitingFolder_` lands.
+    QString inlineRevealWaitingFolder_;
+    std::function<void()> inlineRevealContinuation_;
+    // Each open folder's children in the pane's order, kept while list and order stay.
+    struct SortedChildren {
+        FileEntryList source;
+        FileEntrySort::Options options;
+        FileEntryList sorted;
+    };
+    mutable QHash<QString, SortedChildren> sortedChildren_;
+    // Open folders' children are filtered apart, so the main list keeps its fast path.
+    mutable FileNameFilter childNameFilter_;
 };

@@ -418,6 +418,7 @@ std::optional<QString> FilePaneStore::rename(const FileEntry& entry, const QStri
         return std::nullopt;
     }
     recordUndo(UndoAction {UndoAction::Rename {*renamed, entry.name}});
+    remapInlineTree(entry.id, *renamed);
     selectAndReload({*renamed});
     return *renamed;
 }
@@ -481,6 +482,7 @@ void FilePaneStore::finishTrash(const std::vector<TrashedItem>& trashed, const Q
         QSet<QString> gone;
         for (const TrashedItem& item : trashed) gone.insert(item.originalURL);
         removeEntriesNow(gone);
+        removeInlineEntries(gone.values());
         setSelectedEntryIDs(nextSelection && !gone.contains(*nextSelection) ? QSet<QString> {*nextSelection}
                                                                               : QSet<QString> {});
     }

@@ -28,7 +28,7 @@ void FilePaneStore::resortEntries()
 void FilePaneStore::updateVisibleEntriesCache()
 {
     FileEntryList visible = nameFilter_.filter(sortedEntries_, filterText_);
-    std::vector<FilePaneRow> rows = FilePaneRow::rows(visible);
+    std::vector<FilePaneRow> rows = flattenedTreeRows(visible, true);
     setDerivedLists(std::move(visible), std::move(rows));
 
     // Only ids that are selected or pending are looked for; with none, the rows

@@ -70,7 +70,13 @@ void FilePaneStore::commitFolderSnapshot(FileEntryList entries, bool /*preserveE
     isCommittingFolderSnapshot_ = true;
     applyResolvedFolderViewState();
     setEntries(std::move(entries));
+    inlineTreeMemory_.rememberInParent(currentURL_, !entries_.empty());
+    // Open rows stay open; what is known of triangles is found out again, since
+    // anything below may have changed.
+    applyRememberedInlineTree(false);
+    invalidateInlineExpandabilityKnowledge();
     resortEntries();
     isCommittingFolderSnapshot_ = committing;
+    refreshExpandedInlineFolders();
     notifyRestorableStateChanged();
 }

@@ -6,11 +6,9 @@ namespace {
 
 class ThreadPoolExecutor final : public TaskExecutor {
 public:
-    ThreadPoolExecutor()
+    explicit ThreadPoolExecutor(int threads)
     {
-        // Operations wait on disks, not on the processor: a few may run at once
-        // (one per pane and tab), and none waits for a listing or a scan.
-        pool_.setMaxThreadCount(8);
+        pool_.setMaxThreadCount(threads);
         pool_.setExpiryTimeout(30'000);
     }
     void start(std::function<void()> work) override { pool_.start(std::move(work)); }
@@ -25,6 +23,15 @@ std::shared_ptr<TaskExecutor> TaskExecutor::fileOperations()
 {
     // Never destroyed: a pool's destructor waits for its work, and an operation
     // stuck on a dead mount must not hold the program's exit.
-    static auto* executor = new std::shared_ptr<TaskExecutor>(std::make_shared<ThreadPoolExecutor>());
+    // Operations wait on disks, not on the processor: a few may run at once
+    // (one per pane and tab), and none waits for a listing or a scan.
+    static auto* executor = new std::shared_ptr<TaskExecutor>(std::make_shared<ThreadPoolExecutor>(8));
+    return *executor;
+}
+
+std::shared_ptr<TaskExecutor> TaskExecutor::folderProbes()
+{
+    // A pane runs at most 16 probes at once, each a single directory read.
+    static auto* executor = new std::shared_ptr<TaskExecutor>(std::make_shared<ThreadPoolExecutor>(4));
     return *executor;
 }

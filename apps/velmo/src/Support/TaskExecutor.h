@@ -12,4 +12,6 @@ public:
 
     // The program's pool for file operations: transfers, trash, undo.
     static std::shared_ptr<TaskExecutor> fileOperations();
+    // Short reads that decide how rows look (does a folder have children?).
+    static std::shared_ptr<TaskExecutor> folderProbes();
 };
