@@ -93,11 +93,15 @@ void FilePaneListStyle::paint(QPainter* painter, const QStyleOptionViewItem& opt
     item.state &= ~QStyle::State_MouseOver;
 
     const bool isName = model_->sortColumnOfSection(index.column()) == FileEntrySortColumn::name;
+    if (isName) paintDisclosure(painter, item, index);
+    const QRect cell = item.rect;
+    if (isName) item.rect.setLeft(disclosureRect(cell, index.data(FilePaneTableModel::DepthRole).toInt()).right() + 1);
     const bool monoDate = options.showLeadingDatesAsMonospaced && isName
         && FilePaneNameDateStyler::leadingDateRange(item.text).has_value();
     if (options.shadowed || monoDate) paintText(painter, item, index);
     else QStyledItemDelegate::paint(painter, item, index);
 
+    item.rect = cell;
     painter->save();
     if (options.showHoverHighlight && index.row() == hoveredRow_ && !(item.state & QStyle::State_Selected)) {
         QColor wash = item.palette.color(QPalette::Highlight);
@@ -107,6 +111,45 @@ void FilePaneListStyle::paint(QPainter* painter, const QStyleOptionViewItem& opt
     painter->setPen(item.palette.color(QPalette::Midlight));
     if (options.showVerticalGrid) painter->drawLine(item.rect.topRight(), item.rect.bottomRight());
     if (options.showHorizontalGrid) painter->drawLine(item.rect.bottomLeft(), item.rect.bottomRight());
+    painter->restore();
+}
+
+QRect FilePaneListStyle::disclosureRect(const QRect& cell, int depth)
+{
+    return QRect(cell.left() + depth * kDisclosureWidth, cell.top(), kDisclosureWidth, cell.height());
+}
+
+// The indent's background like the rest of the row, and the row's triangle.
+void FilePaneListStyle::paintDisclosure(QPainter* painter, const QStyleOptionViewItem& item,
+                                        const QModelIndex& index) const
+{
+    const QWidget* widget = item.widget;
+    QStyle* style = widget ? widget->style() : QApplication::style();
+    QStyleOptionViewItem background = item;
+    background.text.clear();
+    background.icon = {};
+    style->drawPrimitive(QStyle::PE_PanelItemViewItem, &background, painter, widget);
+
+    const auto disclosure = FilePaneTableModel::Disclosure(index.data(FilePaneTableModel::DisclosureRole).toInt());
+    if (disclosure == FilePaneTableModel::Disclosure::none) return;
+    const QRectF box = disclosureRect(item.rect, index.data(FilePaneTableModel::DepthRole).toInt());
+    const QPointF c = box.center();
+    const qreal h = 3.5;
+    QPolygonF triangle;
+    if (disclosure == FilePaneTableModel::Disclosure::open)
+        triangle << QPointF(c.x() - h, c.y() - h * 0.6) << QPointF(c.x() + h, c.y() - h * 0.6)
+                 << QPointF(c.x(), c.y() + h * 0.8);
+    else
+        triangle << QPointF(c.x() - h * 0.6, c.y() - h) << QPointF(c.x() - h * 0.6, c.y() + h)
+                 << QPointF(c.x() + h * 0.8, c.y());
+    const bool selected = item.state & QStyle::State_Selected;
+    QColor color = item.palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
+    color.setAlphaF(selected ? 0.9 : 0.6);
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(Qt::NoPen);
+    painter->setBrush(color);
+    painter->drawPolygon(triangle);
     painter->restore();
 }
 

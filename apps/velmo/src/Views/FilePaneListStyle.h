@@ -22,6 +22,11 @@ public:
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 
+    // Where a name cell draws its triangle: each level of an unfolded tree indents
+    // the name by one triangle's width.
+    static QRect disclosureRect(const QRect& cell, int depth);
+    static constexpr int kDisclosureWidth = 16;
+
     // The row under the pointer, -1 for none.
     int hoveredRow() const { return hoveredRow_; }
 
@@ -33,6 +38,7 @@ private:
     void applyToTable();
     void setHoveredRow(int row);
     void updateRow(int row);
+    void paintDisclosure(QPainter* painter, const QStyleOptionViewItem& item, const QModelIndex& index) const;
     void paintText(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
 
     QPointer<FilePaneTableModel> model_;

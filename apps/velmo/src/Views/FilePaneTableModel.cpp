@@ -1,6 +1,7 @@
 #include "Views/FilePaneTableModel.h"
 
 #include "Models/FilePaneCellText.h"
+#include "Models/FilePaneTableRowMutation.h"
 #include "PathKit/FilePaths.h"
 #include "State/FilePaneStore.h"
 
@@ -15,6 +16,11 @@ FilePaneTableModel::FilePaneTableModel(FilePaneStore* store, QObject* parent)
     rebuildIndex();
     updateColumns();
     connect(store, &FilePaneStore::rowsChanged, this, &FilePaneTableModel::applyRows);
+    // Triangles change without the rows changing (a probe answered, a load began):
+    // the name cells repaint, nothing moves.
+    connect(store, &FilePaneStore::inlineTreeChanged, this, [this] {
+        if (!rows_.empty()) emit dataChanged(index(0, 0), index(rowCount() - 1, 0), {DisclosureRole});
+    });
     // The store says columnsChanged for new widths too; those are the view's
     // business, and a reset would drop the view's selection and scroll position.
     connect(store, &FilePaneStore::columnsChanged, this, [this] {
@@ -65,6 +71,7 @@ const FilePaneRow* FilePaneTableModel::row(int index) const
 
 int FilePaneTableModel::rowOfEntry(const QString& id) const
 {
+    if (indexStale_) rebuildIndex();
     return rowByID_.value(id, -1);
 }
 
@@ -105,9 +112,25 @@ QVariant FilePaneTableModel::data(const QModelIndex& index, int role) const
         return {};
     case EntryIDRole:
         return entry.id;
+    case DepthRole:
+        return r->depth;
+    case DisclosureRole:
+        return int(disclosure(entry));
     default:
         return {};
     }
+}
+
+FilePaneTableModel::Disclosure FilePaneTableModel::disclosure(const FileEntry& entry) const
+{
+    if (!store_ || !FilePaneStore::isInlineExpandable(entry)) return Disclosure::none;
+    const FilePaneInlineTree& tree = store_->inlineTree();
+    if (auto children = tree.childrenByFolderPath.constFind(entry.id); children != tree.childrenByFolderPath.cend()) {
+        if (children->empty()) return Disclosure::none;
+    } else if (tree.knowledge.childlessFolderPaths.contains(entry.id)) {
+        return Disclosure::none;
+    }
+    return tree.expandedFolderPaths.contains(entry.id) ? Disclosure::open : Disclosure::closed;
 }
 
 QFont FilePaneTableModel::font(const FileEntry& entry, FileEntrySortColumn column) const
@@ -162,8 +185,9 @@ QVariant FilePaneTableModel::headerData(int section, Qt::Orientation orientation
     return {};
 }
 
-void FilePaneTableModel::rebuildIndex()
+void FilePaneTableModel::rebuildIndex() const
 {
+    indexStale_ = false;
     rowByID_.clear();
     rowByID_.reserve(qsizetype(rows_.size()));
     for (std::size_t i = 0; i < rows_.size(); ++i) rowByID_.insert(rows_[i].entry->id, int(i));
@@ -181,6 +205,25 @@ void FilePaneTableModel::applyRows()
         rebuildIndex();
         endResetModel();
         counts_.resets = 1;
+        return;
+    }
+
+    // A folder opening or closing, or items going: one run in or out, nothing else touched.
+    if (auto change = FilePaneTableRowMutation::singleContiguousChange(rows_, next)) {
+        const int last = change->first + change->count - 1;
+        if (change->kind == FilePaneTableRowMutation::Kind::insertion) {
+            beginInsertRows({}, change->first, last);
+            rows_ = next;
+            indexStale_ = true;
+            endInsertRows();
+            counts_.inserted = change->count;
+        } else {
+            beginRemoveRows({}, change->first, last);
+            rows_ = next;
+            indexStale_ = true;
+            endRemoveRows();
+            counts_.removed = change->count;
+        }
         return;
     }
 

@@ -17,7 +17,11 @@ class FilePaneTableModel : public QAbstractTableModel {
     Q_OBJECT
 
 public:
-    enum Role { EntryIDRole = Qt::UserRole + 1 };
+    enum Role { EntryIDRole = Qt::UserRole + 1, DepthRole, DisclosureRole };
+    // What a row's triangle shows: nothing (a file, a link, a package, a folder known
+    // to be empty), closed (a folder with, or maybe with, something inside), open.
+    enum class Disclosure { none, closed, open };
+    Disclosure disclosure(const FileEntry& entry) const;
 
     explicit FilePaneTableModel(FilePaneStore* store, QObject* parent = nullptr);
 
@@ -69,12 +73,14 @@ private:
     void applyRows();
     QIcon icon(const FileEntry& entry) const;
     QFont font(const FileEntry& entry, FileEntrySortColumn column) const;
-    void rebuildIndex();
+    void rebuildIndex() const;
     void updateColumns();
 
     QPointer<FilePaneStore> store_;
     std::vector<FilePaneRow> rows_;
-    QHash<QString, int> rowByID_;
+    // Row of each id, rebuilt when first asked after a run of rows came or went.
+    mutable QHash<QString, int> rowByID_;
+    mutable bool indexStale_ = false;
     std::vector<FileEntrySortColumn> columns_;
     UpdateCounts counts_;
     VelmoViewOptions options_;

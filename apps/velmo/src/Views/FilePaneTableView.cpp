@@ -4,6 +4,7 @@
 #include "Models/RenameWordStop.h"
 #include "PathKit/FilePaths.h"
 #include "Views/FileDragData.h"
+#include "Views/FilePaneListStyle.h"
 #include "Views/FilePaneTableModel.h"
 
 #include <QApplication>
@@ -229,7 +230,8 @@ void FilePaneTableView::placeRenameEditor()
     QRect rect = visualRect(model_->index(row, std::max(nameSection, 0)));
     // Past the icon, as wide as the column.
     const int indent = iconSize().isValid() ? iconSize().width() + 8 : 24;
-    rect.setLeft(rect.left() + indent);
+    const int depth = model_->row(row)->depth;
+    rect.setLeft(FilePaneListStyle::disclosureRect(rect, depth).right() + 1 + indent);
     renameEditor_->setGeometry(rect.adjusted(0, -2, 0, 2));
 }
 

@@ -16,6 +16,8 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QMouseEvent>
+#include <QScrollBar>
 #include <QScopedValueRollback>
 #include <QScrollBar>
 #include <QStackedWidget>
@@ -167,6 +169,12 @@ void FilePaneView::buildLayout()
     });
     connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &FilePaneView::pullSelectionFromView);
+    connect(table_->verticalScrollBar(), &QScrollBar::valueChanged, this, &FilePaneView::scheduleVisibleRowProbes);
+    connect(model_, &QAbstractItemModel::modelReset, this, &FilePaneView::scheduleVisibleRowProbes);
+    connect(model_, &QAbstractItemModel::layoutChanged, this, &FilePaneView::scheduleVisibleRowProbes);
+    connect(model_, &QAbstractItemModel::rowsInserted, this, &FilePaneView::scheduleVisibleRowProbes);
+    connect(model_, &QAbstractItemModel::rowsRemoved, this, &FilePaneView::scheduleVisibleRowProbes);
+    connect(store_, &FilePaneStore::inlineTreeChanged, this, &FilePaneView::scheduleVisibleRowProbes);
 }
 
 void FilePaneView::connectStore()
@@ -457,10 +465,52 @@ void FilePaneView::openCurrentRow()
     if (const FilePaneRow* row = model_->row(table_->currentIndex().row())) store_->open(*row->entry);
 }
 
+bool FilePaneView::toggleDisclosureAt(const QPoint& at)
+{
+    const QModelIndex index = table_->indexAt(at);
+    const FilePaneRow* row = index.isValid() ? model_->row(index.row()) : nullptr;
+    if (!row || model_->sortColumnOfSection(index.column()) != FileEntrySortColumn::name) return false;
+    if (!FilePaneListStyle::disclosureRect(table_->visualRect(index), row->depth).contains(at)) return false;
+    const auto disclosure = model_->disclosure(*row->entry);
+    if (disclosure == FilePaneTableModel::Disclosure::none) return false;
+    if (app_) app_->activate(store_->id());
+    const FileEntryRef entry = row->entry;
+    if (disclosure == FilePaneTableModel::Disclosure::open) store_->collapseInlineFolder(entry->id);
+    else store_->expandInlineFolder(*entry);
+    return true;
+}
+
+void FilePaneView::scheduleVisibleRowProbes()
+{
+    if (probesScheduled_) return;
+    probesScheduled_ = true;
+    QMetaObject::invokeMethod(this, &FilePaneView::probeVisibleRows, Qt::QueuedConnection);
+}
+
+void FilePaneView::probeVisibleRows()
+{
+    probesScheduled_ = false;
+    if (!store_ || model_->rowCount() == 0 || !table_->isVisible()) return;
+    const int first = std::max(table_->rowAt(0), 0);
+    int last = table_->rowAt(table_->viewport()->height() - 1);
+    if (last < 0) last = model_->rowCount() - 1;
+    for (int r = first; r <= last; ++r)
+        if (const FilePaneRow* row = model_->row(r)) store_->probeInlineExpandability(*row->entry);
+}
+
 bool FilePaneView::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::FocusIn && app_ && store_) app_->activate(store_->id());
-    if (watched == table_->viewport() && event->type() == QEvent::Resize) fitNameColumn();
+    if (watched == table_->viewport() && event->type() == QEvent::Resize) {
+        fitNameColumn();
+        scheduleVisibleRowProbes();
+    }
+    if (watched == table_->viewport()
+        && (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseButtonDblClick)) {
+        auto* mouse = static_cast<QMouseEvent*>(event);
+        // The triangle folds and unfolds; it neither selects nor opens.
+        if (mouse->button() == Qt::LeftButton && toggleDisclosureAt(mouse->position().toPoint())) return true;
+    }
     if (event->type() != QEvent::KeyPress) return QWidget::eventFilter(watched, event);
     auto* key = static_cast<QKeyEvent*>(event);
     if (watched == filterField_) {
@@ -485,6 +535,14 @@ bool FilePaneView::eventFilter(QObject* watched, QEvent* event)
         }
         if (key->key() == Qt::Key_Backspace) {
             store_->goUp();
+            return true;
+        }
+        if (key->key() == Qt::Key_Right) {
+            store_->expandInlineFolderForSelection();
+            return true;
+        }
+        if (key->key() == Qt::Key_Left) {
+            store_->collapseSelectedInlineRow();
             return true;
         }
         if (key->key() == Qt::Key_Tab) {

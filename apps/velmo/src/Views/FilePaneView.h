@@ -66,6 +66,10 @@ private:
     void keepUserColumnOrder();
     void showColumnsMenu(const QPoint& at);
     void showContextMenu(const QPoint& at);
+    // Asks the store about the triangles of the rows on show, once per turn of the event loop.
+    void scheduleVisibleRowProbes();
+    void probeVisibleRows();
+    bool toggleDisclosureAt(const QPoint& at);
 
     QPointer<VelmoStore> app_;
     QPointer<FilePaneStore> store_;
@@ -90,4 +94,5 @@ private:
     // still to be settled once the navigation's commit is complete.
     QString shownFolder_;
     bool scrollToSettle_ = false;
+    bool probesScheduled_ = false;
 };

@@ -1,6 +1,7 @@
 #include "Models/FileEntrySort.h"
 #include "Models/FileNameFilter.h"
 #include "Models/FilePaneCellText.h"
+#include "Models/FilePaneTableRowMutation.h"
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -149,4 +150,31 @@ TEST(FilePaneNameDateStyler, FindsLeadingDatesWithOneSeparator)
     EXPECT_EQ(FilePaneNameDateStyler::leadingDateRange("2024.05.01"), std::make_pair(0, 10));
     EXPECT_FALSE(FilePaneNameDateStyler::leadingDateRange("2024-05.01 mixed"));
     EXPECT_FALSE(FilePaneNameDateStyler::leadingDateRange("notes 2024-05-01"));
+}
+
+TEST(RowMutation, OnlyOneRunInOrOutIsASingleChange)
+{
+    const auto rowsOf = [](const QString& spec) {
+        std::vector<FilePaneRow> rows;
+        for (const QString& name : spec.split(' ', Qt::SkipEmptyParts))
+            rows.push_back({std::make_shared<const FileEntry>(makeFileEntry("/p", name.left(1))), int(name.size()) - 1});
+        return rows;
+    };
+    using M = FilePaneTableRowMutation;
+    const struct {
+        const char* before;
+        const char* after;
+        std::optional<M> change;
+    } cases[] = {
+        {"a b c", "a b x y c", M {M::Kind::insertion, 2, 2}},
+        {"a b x y c", "a b c", M {M::Kind::removal, 2, 2}},
+        {"a a a", "a a a a", M {M::Kind::insertion, 3, 1}},
+        {"", "a b", M {M::Kind::insertion, 0, 2}},
+        {"a b c", "a c", M {M::Kind::removal, 1, 1}},
+        {"a b c", "x b c d", std::nullopt}, // two places changed
+        {"a b c", "a bb c d", std::nullopt},  // a row's depth changed
+        {"a b", "b a", std::nullopt},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(M::singleContiguousChange(rowsOf(c.before), rowsOf(c.after)), c.change) << c.before << " -> " << c.after;
 }

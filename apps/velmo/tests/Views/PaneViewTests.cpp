@@ -122,6 +122,47 @@ TEST_F(WindowFixture, RefreshesBecomeRowEditsNotResets)
     EXPECT_EQ(shownNames(left), QStringList({"docs", "c.txt", "b.txt"}));
 }
 
+TEST_F(WindowFixture, UnfoldingAFolderOfTenThousandInsertsOneRunAndKeepsSelectionAndScroll)
+{
+    QStringList names, many;
+    for (int i = 0; i < 200; ++i) names << QStringLiteral("f%1/").arg(i, 3, 10, QLatin1Char('0'));
+    for (int i = 0; i < 10'000; ++i) many << QStringLiteral("item%1").arg(i);
+    listing->folders["/big"] = makeFileEntries("/big", names);
+    listing->folders["/big/f100"] = makeFileEntries("/big/f100", many);
+    FilePaneView* left = leftView();
+    auto* model = left->model();
+    QScrollBar* scroll = left->table()->verticalScrollBar();
+    left->store()->navigate("/big");
+    listing->answerAll();
+    left->store()->setSelectedEntryIDs({"/big/f100", "/big/f150"});
+    left->table()->scrollTo(model->index(90, 0), QAbstractItemView::PositionAtTop);
+    const int offset = scroll->value();
+
+    QSignalSpy inserted(model, &QAbstractItemModel::rowsInserted);
+    QSignalSpy removed(model, &QAbstractItemModel::rowsRemoved);
+    QSignalSpy reset(model, &QAbstractItemModel::modelReset);
+    left->table()->setFocus();
+    QTest::keyClick(left->table(), Qt::Key_Right);
+    listing->answerAll();
+    ASSERT_EQ(model->rowCount(), 10'200);
+    EXPECT_EQ(model->index(101, 0).data(FilePaneTableModel::DepthRole).toInt(), 1);
+    QTest::keyClick(left->table(), Qt::Key_Left);
+    left->store()->expandInlineFolder(*left->store()->selectedEntries().front());
+    listing->answerAll();
+    EXPECT_EQ(inserted.count(), 2);
+    EXPECT_EQ(removed.count(), 1);
+    EXPECT_EQ(reset.count(), 0);
+    EXPECT_EQ(scroll->value(), offset);
+    EXPECT_EQ(selectedNames(left), QStringList({"f100", "f150"}));
+    EXPECT_EQ(left->table()->selectionModel()->selectedRows().size(), 2);
+
+    // The triangle folds on a click, without selecting the row.
+    const QRect cell = left->table()->visualRect(model->index(100, 0));
+    QTest::mouseClick(left->table()->viewport(), Qt::LeftButton, {}, QPoint(cell.left() + 8, cell.center().y()));
+    EXPECT_EQ(model->rowCount(), 200);
+    EXPECT_EQ(selectedNames(left), QStringList({"f100", "f150"}));
+}
+
 TEST_F(WindowFixture, SelectionAndFilterFlowBetweenViewAndStore)
 {
     FilePaneView* left = leftView();
