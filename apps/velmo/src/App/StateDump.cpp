@@ -85,6 +85,18 @@ QJsonObject dumpFolderViewStates(const VelmoStore& store)
     return {{"savedFolderCount", qint64(store.folderViewStates().recency().size())}, {"panes", panes}};
 }
 
+// How a folder row's triangle stands: what is known without listing ("unknown"
+// until a probe answers), or that it is open or loading.
+QString inlineExpansionText(const FilePaneStore& pane, const QString& id)
+{
+    const FilePaneInlineTree& tree = pane.inlineTree();
+    if (tree.loadingFolderPaths.contains(id)) return "loading";
+    if (tree.expandedFolderPaths.contains(id)) return "expanded";
+    if (tree.knowledge.childlessFolderPaths.contains(id)) return "childless";
+    if (tree.knowledge.knownExpandableFolderPaths.contains(id)) return "collapsed";
+    return "unknown";
+}
+
 } // namespace
 
 QJsonObject StateDump::dumpPane(const FilePaneStore& pane, const VelmoViewOptions& options)
@@ -105,9 +117,17 @@ QJsonObject StateDump::dumpPane(const FilePaneStore& pane, const VelmoViewOption
         QJsonObject cells;
         for (FileEntrySortColumn column : columns)
             cells[FileEntryColumns::id(column)] = FilePaneCellText::text(*row.entry, column, options);
-        rows.append(QJsonObject {{"id", row.entry->id}, {"name", row.entry->name}, {"depth", row.depth}, {"cells", cells}});
+        QJsonObject item {{"id", row.entry->id}, {"name", row.entry->name}, {"depth", row.depth}, {"cells", cells}};
+        if (FilePaneStore::isInlineExpandable(*row.entry)) item["expansion"] = inlineExpansionText(pane, row.entry->id);
+        rows.append(item);
     }
     out["rows"] = rows;
+    QStringList expanded = pane.inlineTree().expandedFolderPaths.values();
+    expanded.sort();
+    out["expandedFolders"] = strings(expanded);
+    QStringList watched = pane.inlineWatchedPaths();
+    watched.sort();
+    out["expandedFolderWatches"] = strings(watched);
     // The selection in row order, as the file actions see it.
     QStringList selection;
     for (const auto& entry : pane.selectedEntries()) selection.append(entry->id);

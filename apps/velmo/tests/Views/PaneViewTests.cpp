@@ -155,6 +155,10 @@ TEST_F(WindowFixture, UnfoldingAFolderOfTenThousandInsertsOneRunAndKeepsSelectio
     EXPECT_EQ(scroll->value(), offset);
     EXPECT_EQ(selectedNames(left), QStringList({"f100", "f150"}));
     EXPECT_EQ(left->table()->selectionModel()->selectedRows().size(), 2);
+    const QJsonObject dump = StateDump::dumpPane(*left->store(), {});
+    EXPECT_EQ(dump["expandedFolders"].toArray(), QJsonArray({"/big/f100"}));
+    EXPECT_EQ(dump["rows"].toArray()[100].toObject()["expansion"].toString(), "expanded");
+    EXPECT_EQ(dump["rows"].toArray()[101].toObject()["depth"].toInt(), 1);
 
     // The triangle folds on a click, without selecting the row.
     const QRect cell = left->table()->visualRect(model->index(100, 0));
