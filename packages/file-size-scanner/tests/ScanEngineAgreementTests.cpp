@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fcntl.h>
 #include <limits>
 #include <ostream>
@@ -152,15 +151,7 @@ TEST(ScanEngines, PseudoFileSystemsAreEmptyLeavesAndOtherVolumesAreCrossed)
         ScanTestTree inside(QString::fromStdString(root + "/volume"));
         inside.file("data", 300000);
         // du would walk into proc; without it du sees what a scan must count.
-        const std::string command = "du -s -l -B1 --exclude=proc '" + root + "'";
-        const qint64 duAllocated = [&] {
-            long long value = -1;
-            if (FILE* pipe = popen(command.c_str(), "r")) {
-                if (std::fscanf(pipe, "%lld", &value) != 1) value = -1;
-                pclose(pipe);
-            }
-            return qint64(value);
-        }();
+        const qint64 duAllocated = duTotals(root, "--exclude=proc").allocated;
         const auto [fast, recursive] = bothEngines(root);
         const QUuid procID = StableScanNodeID::forPath(QString::fromStdString(root + "/proc"));
         int failures = 0;

@@ -19,8 +19,6 @@ TEST(StableScanNodeID, BytesAreFixed)
     EXPECT_EQ(StableScanNodeID::forPath(FilePaths::fromNative(QByteArray("/tmp/\xff"))),
               QUuid(QStringLiteral("6cc0a1dd-f273-573f-93d0-85fd192c27dd")));
     EXPECT_EQ(StableScanNodeID::forPath(u""), StableScanNodeID::forPath(u"/"));
-    EXPECT_EQ(StableScanNodeID::forPath(u"/tmp/a").version(), QUuid::Sha1);
-    EXPECT_EQ(StableScanNodeID::forPath(u"/tmp/a").variant(), QUuid::DCE);
 }
 
 TEST(NodeSizingService, PrefersTotalsThenFileValuesAndNeverGoesNegative)
@@ -85,7 +83,4 @@ TEST(ScanTree, QueriesFollowTheMapsAndSurviveBrokenData)
     ScanTree orphan = tree;
     orphan.nodesByID.remove(a.id);
     EXPECT_EQ(orphan.pathTo(b.id), QList<ScanNodeRecord> {b});
-
-    EXPECT_EQ(tree, ScanTree(tree));
-    EXPECT_NE(tree, orphan);
 }

@@ -129,11 +129,23 @@ void ScanTestTree::deepChain(const std::string& relative, int levels, const std:
     close(fd);
 }
 
-DuTotals duTotals(const std::string& path)
+DuTotals duTotals(const std::string& path, const std::string& moreOptions)
 {
-    const std::string quoted = "'" + path + "'";
-    return {firstNumberOf("du -s -l --apparent-size --bytes " + quoted + " 2>/dev/null"),
-            firstNumberOf("du -s -l -B1 " + quoted + " 2>/dev/null")};
+    const std::string arguments = moreOptions + " '" + path + "' 2>/dev/null";
+    return {firstNumberOf("du -s -l --apparent-size --bytes " + arguments), firstNumberOf("du -s -l -B1 " + arguments)};
+}
+
+const ScanTestTree& largeTree()
+{
+    static const auto tree = [] {
+        auto made = std::make_unique<ScanTestTree>();
+        for (int d = 0; d < 400; ++d) {
+            made->folder("d" + std::to_string(d));
+            made->manyFiles("d" + std::to_string(d), 250);
+        }
+        return made;
+    }();
+    return *tree;
 }
 
 int runInChild(const std::function<int()>& body, unsigned seconds)

@@ -5,6 +5,7 @@
 #include <QTemporaryDir>
 
 #include <functional>
+#include <memory>
 #include <string>
 
 // Real folders for the scanner tests: a fresh temporary folder (under `base`, by default
@@ -39,7 +40,11 @@ struct DuTotals {
     qint64 logical = -1;
     qint64 allocated = -1;
 };
-DuTotals duTotals(const std::string& path);
+DuTotals duTotals(const std::string& path, const std::string& moreOptions = {});
+
+// 400 folders of 250 empty files each, made once for the test program: a walk of it outlasts
+// many live-tree polls and a cancel sent once it has begun.
+const ScanTestTree& largeTree();
 
 // Runs `body` in a forked child and returns its exit status (0 when every check passed; a
 // signal gives 128 + its number). The child ends by SIGALRM after `seconds`, so a scan that

@@ -268,33 +268,13 @@ TEST(SgScan, SnapshotsDuringAWalkAreWholeBatchesWithConsistentSums)
     sg_scan_result_free(&result);
 }
 
-// A tree big enough that a walk is still running when the cancel arrives.
-class SgScanLargeTree : public ::testing::Test {
-protected:
-    static void SetUpTestSuite()
-    {
-        tree_ = new ScanTestTree();
-        for (int d = 0; d < 400; ++d) {
-            tree_->folder("d" + std::to_string(d));
-            tree_->manyFiles("d" + std::to_string(d), 250);
-        }
-    }
-    static void TearDownTestSuite()
-    {
-        delete tree_;
-        tree_ = nullptr;
-    }
-    static ScanTestTree* tree_;
-};
-ScanTestTree* SgScanLargeTree::tree_ = nullptr;
-
-TEST_F(SgScanLargeTree, CancelFreesTheArrays)
+TEST(SgScan, CancelFreesTheArrays)
 {
     for (int32_t threads : {1, 2}) {
         sg_scan_result_t result {};
         int32_t cancel = 0;
         std::atomic<int32_t> status = 99;
-        std::thread walker([&] { status = sg_full_scan_with_threads(tree_->path().c_str(), &result, &cancel, threads); });
+        std::thread walker([&] { status = sg_full_scan_with_threads(largeTree().path().c_str(), &result, &cancel, threads); });
         while (sg_get_items_scanned(&result) < 2000 && status == 99) std::this_thread::yield();
         sg_request_cancel(&cancel);
         walker.join();
