@@ -25,12 +25,7 @@ TEST(LocalFileSystemProvider, ChildEntriesReportTypesFlagsAndFailures)
     tree.file("plain", 7000);
     tree.folder("Bundle.bundle");
     tree.symlink("Bundle.bundle", "link");
-    tree.file(".hidden", 0);
-    {
-        FILE* hidden = std::fopen(tree.path(".hidden").c_str(), "w");
-        std::fputs("listed\nnot-there\n", hidden);
-        std::fclose(hidden);
-    }
+    tree.file(".hidden", "listed\nnot-there\n");
     const LocalFileSystemProvider fs;
     const auto entries = fs.childEntries(tree.root() + "/");
     ASSERT_TRUE(entries);

@@ -71,19 +71,7 @@ std::pair<ScanUpdate::Finished, ScanUpdate::Finished> bothEngines(const std::str
 TEST(ScanEngines, AgreeWithDuOnOneRealTree)
 {
     ScanTestTree tree;
-    tree.folder("docs");
-    tree.folder("docs/empty");
-    tree.folder("docs/more");
-    tree.sparseFile("docs/sparse.img", 5 << 20);
-    tree.file("docs/a.txt", 70000);
-    tree.hardLink("docs/a.txt", "docs/more/a-again.txt");
-    tree.symlink("..", "docs/link-to-folder");
-    tree.symlink("missing", "docs/dangling");
-    tree.fifo("docs/pipe");
-    tree.fifo("docs/more/.hidden"); // a reader that opened it would wait for a writer for ever
-    tree.folder("docs/Tool.app");   // a package: one leaf, sized by all it holds
-    tree.folder("docs/Tool.app/Contents");
-    tree.file("docs/Tool.app/Contents/binary", 90000);
+    tree.sample();
 
     alarm(120); // a scan stuck on the pipe ends the test program instead of hanging it
     const auto [fast, recursive] = bothEngines(tree.path());

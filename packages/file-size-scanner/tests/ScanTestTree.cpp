@@ -76,6 +76,30 @@ void ScanTestTree::file(const std::string& relative, qint64 bytes) const
     close(fd);
 }
 
+void ScanTestTree::file(const std::string& relative, const std::string& content) const
+{
+    const int fd = open(path(relative).c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+    check(fd >= 0 && write(fd, content.data(), content.size()) == ssize_t(content.size()), "write " + relative);
+    close(fd);
+}
+
+void ScanTestTree::sample() const
+{
+    folder("docs");
+    folder("docs/empty");
+    folder("docs/more");
+    sparseFile("docs/sparse.img", 5 << 20);
+    file("docs/a.txt", 70000);
+    hardLink("docs/a.txt", "docs/more/a-again.txt");
+    symlink("..", "docs/link-to-folder");
+    symlink("missing", "docs/dangling");
+    fifo("docs/pipe");
+    fifo("docs/more/.hidden");
+    folder("docs/Tool.app");
+    folder("docs/Tool.app/Contents");
+    file("docs/Tool.app/Contents/binary", 90000);
+}
+
 void ScanTestTree::sparseFile(const std::string& relative, qint64 logicalBytes) const
 {
     const int fd = open(path(relative).c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);

@@ -20,6 +20,7 @@ public:
 
     void folder(const std::string& relative, unsigned mode = 0755) const;
     void file(const std::string& relative, qint64 bytes) const;
+    void file(const std::string& relative, const std::string& content) const;
     void sparseFile(const std::string& relative, qint64 logicalBytes) const;
     void symlink(const std::string& target, const std::string& relative) const;
     void hardLink(const std::string& existing, const std::string& relative) const;
@@ -29,6 +30,11 @@ public:
     // A chain `levels` deep of folders named `name`, each also holding two empty sibling
     // folders and a 4-byte file; the full paths grow far past what one system call takes.
     void deepChain(const std::string& relative, int levels, const std::string& name) const;
+
+    // The awkward cases under "docs": empty and nested folders, a sparse file, a file and a hard
+    // link to it, links to ".." and to nowhere, pipes (one named ".hidden", which a reader that
+    // opened it would wait on for ever) and a package, "Tool.app", holding a file.
+    void sample() const;
 
 private:
     QTemporaryDir dir_;
