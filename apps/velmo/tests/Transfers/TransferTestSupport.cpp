@@ -181,30 +181,22 @@ Snapshot snapshot(const QString& root)
 
 QString differences(const Snapshot& expected, const Snapshot& actual)
 {
-    QStringList lines;
+    const auto describe = [](const Snapshot& snapshot, const QByteArray& key) {
+        const auto found = snapshot.find(key);
+        if (found == snapshot.end()) return QStringLiteral("nothing");
+        const Item& item = found->second;
+        return QChar(item.kind) + u' ' + QString::fromLatin1(item.digest.left(16)) + " mode "
+            + QString::number(item.mode, 8) + " owner " + QString::number(item.owner) + " time "
+            + QString::number(item.modifiedNanoseconds) + u' ' + QString::fromLatin1(item.attributes);
+    };
     std::set<QByteArray> keys;
-    for (const auto& [key, item] : expected) keys.insert(key);
-    for (const auto& [key, item] : actual) keys.insert(key);
-    for (const QByteArray& key : keys) {
-        const QString name = FilePaths::displayName(FilePaths::fromNative(key));
-        const auto want = expected.find(key);
-        const auto have = actual.find(key);
-        if (have == actual.end())
-            lines.append(QStringLiteral("missing '%1'").arg(name));
-        else if (want == expected.end())
-            lines.append(QStringLiteral("unexpected '%1'").arg(name));
-        else if (!(want->second == have->second)) {
-            const Item& a = want->second;
-            const Item& b = have->second;
-            QStringList what;
-            if (a.kind != b.kind || a.digest != b.digest) what.append(QStringLiteral("content"));
-            if (a.mode != b.mode) what.append(QStringLiteral("mode %1 -> %2").arg(a.mode, 0, 8).arg(b.mode, 0, 8));
-            if (a.owner != b.owner) what.append(QStringLiteral("owner"));
-            if (a.modifiedNanoseconds != b.modifiedNanoseconds) what.append(QStringLiteral("time"));
-            if (a.attributes != b.attributes) what.append(QStringLiteral("attributes"));
-            lines.append(QStringLiteral("changed '%1' (%2)").arg(name, what.join(u", ")));
-        }
-    }
+    for (const Snapshot* snapshot : {&expected, &actual})
+        for (const auto& [key, item] : *snapshot) keys.insert(key);
+    QStringList lines;
+    for (const QByteArray& key : keys)
+        if (!expected.contains(key) || !actual.contains(key) || !(expected.at(key) == actual.at(key)))
+            lines.append(u'\'' + FilePaths::displayName(FilePaths::fromNative(key)) + "': " + describe(expected, key)
+                         + " -> " + describe(actual, key));
     return lines.join(u'\n');
 }
 
@@ -213,12 +205,7 @@ Snapshot part(const Snapshot& whole, const QByteArray& relative)
     Snapshot result;
     for (const auto& [key, item] : whole) {
         if (key == relative)
-        {
-            Item root;
-            root.kind = item.kind;
-            if (item.kind == 'l' || item.kind == 'f') root.digest = item.digest;
-            result[QByteArray()] = root;
-        }
+            result[QByteArray()] = Item{item.kind, item.kind == 'l' || item.kind == 'f' ? item.digest : QByteArray(), 0, 0, 0, {}};
         else if (key.startsWith(relative + '/'))
             result[key.mid(relative.size() + 1)] = item;
     }
