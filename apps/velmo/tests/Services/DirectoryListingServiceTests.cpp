@@ -7,11 +7,13 @@
 
 #include <QMimeDatabase>
 
+#include <thread>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/inotify.h>
+#include <sys/fsuid.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -106,35 +108,20 @@ TEST(DirectoryListingService, ReportsWhyAFolderCannotBeListed)
 {
     TemporaryFolder tmp;
     const QString file = tmp.file("plain");
-    DirectoryListingService service;
-    using E = DirectoryListingError;
-    EXPECT_EQ(service.listNow(file, false).error(), (E {E::NotDirectory {file}}));
-    EXPECT_EQ(service.listNow(tmp.path() + "/missing", false).error(), (E {E::NotDirectory {tmp.path() + "/missing"}}));
-}
-
-TEST(DirectoryListingService, AccessDeniedForAnUnprivilegedUser)
-{
-    // Root reads everything, so the check runs in a child that drops to "nobody".
-    TemporaryFolder tmp;
     const QString locked = tmp.folder("locked");
     tmp.file("locked/inside");
     ::chmod(FilePaths::toNative(tmp.path()).constData(), 0755);
     ::chmod(FilePaths::toNative(locked).constData(), 0);
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        if (::getuid() == 0 && ::setresgid(65534, 65534, 65534) != 0) ::_exit(3);
-        if (::getuid() == 0 && ::setresuid(65534, 65534, 65534) != 0) ::_exit(3);
-        DirectoryListingService service;
-        auto result = service.listNow(locked, false);
-        const bool denied = !result && std::holds_alternative<DirectoryListingError::AccessDenied>(result.error().reason);
-        ::_exit(denied ? 0 : 1);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    ::chmod(FilePaths::toNative(locked).constData(), 0755);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    DirectoryListingService service;
+    using E = DirectoryListingError;
+    EXPECT_EQ(service.listNow(file, false).error(), (E {E::NotDirectory {file}}));
+    EXPECT_EQ(service.listNow(tmp.path() + "/missing", false).error(), (E {E::NotDirectory {tmp.path() + "/missing"}}));
+    // Root reads everything: the listing runs on a thread whose file-system ids are nobody's.
+    std::thread([&] {
+        ::setfsgid(65534);
+        ::setfsuid(65534);
+        EXPECT_EQ(service.listNow(locked, false).error(), (E {E::AccessDenied {locked}}));
+    }).join();
 }
 
 TEST(DirectoryListingService, BundleVersionsAreReadOnceAndOnlyForBundles)
@@ -194,16 +181,11 @@ TEST(DirectoryListingService, KindsAreThoseOfEachWholeNameOnBothThreads)
 TEST(DirectoryListingService, SystemFoldersListWithoutTrouble)
 {
     DirectoryListingService service;
-    for (const char* path : {"/proc", "/sys/class"}) {
+    for (const char* path : {"/proc", "/sys/class", "/dev"}) {
         auto result = service.listNow(QString::fromLatin1(path), true);
-        ASSERT_TRUE(result) << path;
-        EXPECT_FALSE(result->empty()) << path;
+        ASSERT_TRUE(result && !result->empty()) << path;
     }
-    auto devices = service.listNow("/dev", true);
-    ASSERT_TRUE(devices);
-    const auto null = byName(*devices)["null"];
-    ASSERT_EQ(null.id, "/dev/null");
-    EXPECT_FALSE(null.byteSize);
+    EXPECT_FALSE(byName(*service.listNow("/dev", true)).at("null").byteSize);
 }
 
 TEST(DirectoryListingService, DeliversThroughTheInterfaceUnlessCancelled)

@@ -66,50 +66,36 @@ protected:
 
 } // namespace
 
-TEST_F(FileActions, TrashAndRestoreBringBackContentTimesAndOddNames)
+TEST_F(FileActions, TrashAndRestoreBringBackContentTimesAndOddNamesEvenForTwins)
 {
     const QString folder = tmp.folder("docs/Photos");
     writeFile(folder + "/inside.jpg", "jpeg");
     const QString file = writeFile(tmp.path() + FilePaths::fromNative("/docs/re\nport \xff%.txt"), "text");
     const struct timespec times[2] = {{1'000'000'000, 0}, {1'000'000'000, 0}};
     ASSERT_EQ(::utimensat(AT_FDCWD, native(file).constData(), times, 0), 0);
+    const QString twin = writeFile(tmp.folder("twin") + '/' + FilePaths::lastComponent(file), "twin");
 
-    const auto trashed = service.moveToTrash({file, folder + "/"});
+    const auto trashed = service.moveToTrash({file, folder + "/", twin});
     ASSERT_TRUE(trashed) << trashed.error().localizedDescription().toStdString();
-    ASSERT_EQ(trashed->size(), 2u);
+    ASSERT_EQ(trashed->size(), 3u);
     EXPECT_EQ((*trashed)[0], (TrashedItem{file, homeTrash + "/files/" + FilePaths::lastComponent(file)}));
     EXPECT_EQ((*trashed)[1].originalURL, folder);
+    EXPECT_NE((*trashed)[2].trashedURL, (*trashed)[0].trashedURL);
+    EXPECT_EQ(readFile((*trashed)[2].trashedURL), "twin");
     EXPECT_FALSE(status(file));
     EXPECT_EQ(status(homeTrash)->st_mode & 07777, 0700u);
-    EXPECT_EQ(recordedPath((*trashed)[0].trashedURL), native(file));
-    EXPECT_EQ(recordedPath((*trashed)[1].trashedURL), native(folder));
+    for (const TrashedItem& item : *trashed) EXPECT_EQ(recordedPath(item.trashedURL), native(item.originalURL));
 
     const auto restored = service.restoreTrashedItems(*trashed);
     ASSERT_TRUE(restored);
-    EXPECT_EQ(*restored, QStringList({file, folder}));
-    EXPECT_EQ(readFile(file), "text");
+    EXPECT_EQ(*restored, QStringList({file, folder, twin}));
+    EXPECT_EQ(readFile(file) + readFile(twin), "texttwin");
     EXPECT_EQ(status(file)->st_mtim.tv_sec, 1'000'000'000);
     EXPECT_EQ(readFile(folder + "/inside.jpg"), "jpeg");
     for (const TrashedItem& item : *trashed) {
         EXPECT_FALSE(status(item.trashedURL));
         EXPECT_FALSE(status(recordOf(item.trashedURL)));
     }
-}
-
-TEST_F(FileActions, ItemsOfOneNameAllSurviveTheTrash)
-{
-    const QString first = writeFile(tmp.folder("a") + "/x.txt", "a");
-    const QString second = writeFile(tmp.folder("b") + "/x.txt", "b");
-    const auto trashed = service.moveToTrash({first, second});
-    ASSERT_TRUE(trashed);
-    ASSERT_NE((*trashed)[0].trashedURL, (*trashed)[1].trashedURL);
-    EXPECT_EQ(readFile((*trashed)[0].trashedURL), "a");
-    EXPECT_EQ(readFile((*trashed)[1].trashedURL), "b");
-    EXPECT_EQ(recordedPath((*trashed)[1].trashedURL), native(second));
-
-    ASSERT_TRUE(service.restoreTrashedItems(*trashed));
-    EXPECT_EQ(readFile(first), "a");
-    EXPECT_EQ(readFile(second), "b");
 }
 
 TEST_F(FileActions, RestoreNumbersATakenNameAndKeepsItemsWhoseFolderVanished)
