@@ -5,6 +5,7 @@
 #include "Models/VelmoViewOptions.h"
 
 #include <QAbstractTableModel>
+#include <QFont>
 #include <QIcon>
 #include <QPointer>
 

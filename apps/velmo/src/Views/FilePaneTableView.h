@@ -7,7 +7,7 @@
 #include <QTableView>
 
 class FilePaneTableModel;
-class QLineEdit;
+#include <QLineEdit>
 
 // The pane's table: rows drag out as files, folders and the space between rows
 // take drops, and a row's name can be edited in place.
