@@ -528,6 +528,7 @@ void FilePaneStore::finishBulkRenames(const std::vector<std::pair<QString, std::
         }
         batch.items.push_back({*newURL, FilePaths::lastComponent(oldURL)});
         renamed.append(*newURL);
+        remapInlineTree(oldURL, *newURL);
     }
     const qsizetype count = batch.items.size();
     if (!batch.items.empty()) recordUndo(UndoAction {std::move(batch)});

@@ -95,8 +95,12 @@ void FilePaneStore::undoRenameBatch(std::vector<UndoAction::RenamedFile> items)
     QStringList renamed;
     std::vector<UndoAction::RenamedFile> failed;
     for (const auto& item : items) {
-        if (auto result = services_.fileActions->rename(item.currentURL, item.previousName)) renamed.append(*result);
-        else failed.push_back(item);
+        if (auto result = services_.fileActions->rename(item.currentURL, item.previousName)) {
+            renamed.append(*result);
+            remapInlineTree(item.currentURL, *result);
+        } else {
+            failed.push_back(item);
+        }
     }
     endUndo();
     if (!failed.empty()) {

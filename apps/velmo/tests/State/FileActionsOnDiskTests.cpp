@@ -228,3 +228,34 @@ TEST_F(FileActionsOnDisk, RefusedActionsSayWhyAndLoseNothing)
     EXPECT_TRUE(toast().startsWith("Could not create new.txt: No such file or folder")) << toast().toStdString();
     EXPECT_FALSE(exists(doomed));
 }
+
+TEST_F(FileActionsOnDisk, AnOpenFolderRenamedStaysOpenAndATrashedOneLeavesTheTree)
+{
+    tmp.file("here/top/inner/deep.txt", "x");
+    show(here);
+    const auto rowIDs = [this] {
+        QStringList ids;
+        for (const auto& row : pane->treeRows()) ids << row.entry->id.mid(here.size());
+        return ids;
+    };
+    const auto openRow = [this](const QString& id) {
+        for (const auto& row : pane->treeRows())
+            if (row.entry->id == id) pane->expandInlineFolder(*row.entry);
+        ASSERT_TRUE(waitUntil([&] { return pane->inlineTree().childrenByFolderPath.contains(id); }));
+    };
+    openRow(here + "/top");
+    openRow(here + "/top/inner");
+    EXPECT_EQ(rowIDs(), QStringList({"/top", "/top/inner", "/top/inner/deep.txt"}));
+
+    ASSERT_TRUE(pane->rename(*pane->treeRows()[1].entry, "moved"));
+    settle();
+    ASSERT_TRUE(waitUntil([&] { return rowIDs() == QStringList({"/top", "/top/moved", "/top/moved/deep.txt"}); }));
+    EXPECT_TRUE(pane->isInlineExpanded(here + "/top/moved"));
+
+    pane->setSelectedEntryIDs({here + "/top/moved"});
+    pane->moveSelectionToTrash();
+    settle();
+    EXPECT_EQ(rowIDs(), QStringList({"/top"}));
+    EXPECT_EQ(pane->inlineTreeMemory().expansions().value(here), QSet<QString>({here + "/top"}));
+    EXPECT_EQ(pane->inlineWatchedPaths(), QStringList({here + "/top"}));
+}
