@@ -1,7 +1,7 @@
 #include "FileSizeScanner/LocalFileSystemProvider.h"
 
 #include "CScanKit/sg_scan.h"
-#include "sg_mounts.h"
+#include "CScanKit/sg_mounts.h"
 #include "sg_scan_internal.h"
 
 #include <PathKit/FileDescriptor.h>

@@ -1,5 +1,5 @@
 #define _GNU_SOURCE
-#include "sg_mounts.h"
+#include "CScanKit/sg_mounts.h"
 
 #include <fcntl.h>
 #include <stdio.h>

@@ -1,6 +1,6 @@
 #define _GNU_SOURCE
 #include "CScanKit/sg_scan.h"
-#include "sg_mounts.h"
+#include "CScanKit/sg_mounts.h"
 #include "sg_scan_internal.h"
 
 #include <dirent.h>

@@ -6,10 +6,11 @@ namespace {
 
 class ThreadPoolExecutor final : public TaskExecutor {
 public:
-    explicit ThreadPoolExecutor(int threads)
+    explicit ThreadPoolExecutor(int threads, QThread::Priority priority = QThread::InheritPriority)
     {
         pool_.setMaxThreadCount(threads);
         pool_.setExpiryTimeout(30'000);
+        pool_.setThreadPriority(priority);
     }
     void start(std::function<void()> work) override { pool_.start(std::move(work)); }
 
@@ -33,5 +34,14 @@ std::shared_ptr<TaskExecutor> TaskExecutor::folderProbes()
 {
     // A pane runs at most 16 probes at once, each a single directory read.
     static auto* executor = new std::shared_ptr<TaskExecutor>(std::make_shared<ThreadPoolExecutor>(4));
+    return *executor;
+}
+
+std::shared_ptr<TaskExecutor> TaskExecutor::folderSizes()
+{
+    // Each pane walks one folder at a time; a walk stuck on a dead mount holds
+    // one thread, never the program's exit (never destroyed, as above).
+    static auto* executor
+        = new std::shared_ptr<TaskExecutor>(std::make_shared<ThreadPoolExecutor>(4, QThread::LowPriority));
     return *executor;
 }

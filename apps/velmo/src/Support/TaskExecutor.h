@@ -14,4 +14,7 @@ public:
     static std::shared_ptr<TaskExecutor> fileOperations();
     // Short reads that decide how rows look (does a folder have children?).
     static std::shared_ptr<TaskExecutor> folderProbes();
+    // The program's pool for folder-size walks and content counts, below
+    // interactive work in priority.
+    static std::shared_ptr<TaskExecutor> folderSizes();
 };

@@ -2,7 +2,7 @@
 #define CSCANKIT_SG_MOUNTS_H
 
 /*
- * Which mounted file systems a disk-usage walk must not enter. Kernel pseudo file systems
+ * Which mounted file systems a disk-usage walk (or a folder-size walk) must not enter. Kernel pseudo file systems
  * (proc, sysfs, devtmpfs, cgroup, ...) report sizes that are not disk usage (/proc/kcore
  * alone claims about 128 TiB) or can block, and autofs mount points would be triggered by
  * opening them. Their mount points are shown as empty folders; every other volume below a
