@@ -97,6 +97,26 @@ QString inlineExpansionText(const FilePaneStore& pane, const QString& id)
     return "unknown";
 }
 
+// {"state":"calculated","bytes":123}; bytes only where known.
+QJsonObject dumpFolderSize(const FolderSizeState& state)
+{
+    static const char* const names[] = {"calculating", "calculated", "skipped", "failed"};
+    QJsonObject out {{"state", names[int(state.kind)]}};
+    if (state.bytes) out["bytes"] = *state.bytes;
+    return out;
+}
+
+QJsonObject dumpContentCount(const FolderContentCountState& state)
+{
+    static const char* const names[] = {"calculating", "calculated", "failed"};
+    QJsonObject out {{"state", names[int(state.kind)]}};
+    if (state.kind == FolderContentCountState::Kind::calculated) {
+        out["files"] = state.count.fileCount;
+        out["folders"] = state.count.folderCount;
+    }
+    return out;
+}
+
 } // namespace
 
 QJsonObject StateDump::dumpPane(const FilePaneStore& pane, const VelmoViewOptions& options)
@@ -114,11 +134,14 @@ QJsonObject StateDump::dumpPane(const FilePaneStore& pane, const VelmoViewOption
     out["columns"] = columnIDs;
     QJsonArray rows;
     for (const auto& row : pane.treeRows()) {
+        const auto folder = row.entry->isDirectory ? pane.folderStates(row.entry->id) : FilePaneCellText::FolderStates {};
         QJsonObject cells;
         for (FileEntrySortColumn column : columns)
-            cells[FileEntryColumns::id(column)] = FilePaneCellText::text(*row.entry, column, options);
+            cells[FileEntryColumns::id(column)] = FilePaneCellText::text(*row.entry, column, options, {}, folder);
         QJsonObject item {{"id", row.entry->id}, {"name", row.entry->name}, {"depth", row.depth}, {"cells", cells}};
         if (FilePaneStore::isInlineExpandable(*row.entry)) item["expansion"] = inlineExpansionText(pane, row.entry->id);
+        if (folder.size) item["folderSizeState"] = dumpFolderSize(*folder.size);
+        if (folder.contents) item["contentCountState"] = dumpContentCount(*folder.contents);
         rows.append(item);
     }
     out["rows"] = rows;

@@ -10,6 +10,7 @@ FilePaneStore::FilePaneStore(PaneID id, FilePaneServices services, Configuration
       visibleColumns_(configuration.visibleColumns), showHiddenFiles_(configuration.showHiddenFiles)
 {
     if (!services_.clock) services_.clock = MonotonicClock::system();
+    if (!services_.folderSizes) services_.folderSizes = TaskExecutor::folderSizes();
     breadcrumbTrailURL_ = currentURL_;
     breadcrumbs_ = breadcrumbs(breadcrumbTrailURL_);
 }
@@ -200,6 +201,9 @@ void FilePaneStore::rememberCurrentSelection()
 
 void FilePaneStore::startNavigation(const NavigationCommit& commit)
 {
+    // The states stay on show until the commit replaces them.
+    requestedFolderSizeIDs_.clear();
+    cancelFolderScans(FolderStateDisposal::keep);
     loadTask_.cancel();
     ++navigationLoadGeneration_;
     activeNavigationLoadGeneration_ = navigationLoadGeneration_;
@@ -217,16 +221,29 @@ void FilePaneStore::startNavigation(const NavigationCommit& commit)
                                         activeNavigationLoadGeneration_.reset();
                                     return;
                                 }
-                                setLoadTask({});
                                 if (!result) {
+                                    setLoadTask({});
                                     commitNavigation(commit, {}, FilePaneLoadState::failed(message(result.error())));
                                     return;
                                 }
-                                commitNavigation(commit, shared(std::move(*result)), FilePaneLoadState::ready());
+                                FileEntryList entries = shared(std::move(*result));
+                                prefetchFolderStates(
+                                    commit.toURL, entries, task,
+                                    [this, commit, hidden, task, generation, entries](PrefetchedFolderStates states) {
+                                        if (task.isCancelled() || currentURL_ != commit.fromURL
+                                            || showHiddenFiles_ != hidden) {
+                                            if (activeNavigationLoadGeneration_ == generation)
+                                                activeNavigationLoadGeneration_.reset();
+                                            return;
+                                        }
+                                        setLoadTask({});
+                                        commitNavigation(commit, entries, FilePaneLoadState::ready(), std::move(states));
+                                    });
                             });
 }
 
-void FilePaneStore::commitNavigation(const NavigationCommit& commit, FileEntryList entries, FilePaneLoadState state)
+void FilePaneStore::commitNavigation(const NavigationCommit& commit, FileEntryList entries, FilePaneLoadState state,
+                                     PrefetchedFolderStates folderStates)
 {
     isCommittingFolderSnapshot_ = true;
     if (commit.restoreScroll) scrollMemory_.restorationRequests.insert(commit.toURL);
@@ -253,9 +270,11 @@ void FilePaneStore::commitNavigation(const NavigationCommit& commit, FileEntryLi
     // The parent learns whether this folder has anything to show, for its triangle.
     if (listed) inlineTreeMemory_.rememberInParent(commit.toURL, !entries_.empty());
     applyRememberedInlineTree(true);
+    mergeFolderStates(std::move(folderStates), false);
     resortEntries();
     isCommittingFolderSnapshot_ = false;
     refreshExpandedInlineFolders();
+    scheduleFolderScans();
     notifyRestorableStateChanged();
     startWatching(commit.toURL);
     setLoadState(state);
@@ -265,6 +284,8 @@ void FilePaneStore::commitNavigation(const NavigationCommit& commit, FileEntryLi
 void FilePaneStore::startLoad(const QString& url)
 {
     activeNavigationLoadGeneration_.reset();
+    // Unfinished states stay until the listing commits; the scans resume after it.
+    cancelFolderScans(FolderStateDisposal::keep);
     startWatching(url);
     loadTask_.cancel();
     setLoadState(FilePaneLoadState::loading());
@@ -275,14 +296,22 @@ void FilePaneStore::startLoad(const QString& url)
     services_.listing->list(target, hidden, task, this,
                             [this, target, hidden, task](DirectoryListingProviding::Result result) {
                                 if (task.isCancelled() || currentURL_ != target || showHiddenFiles_ != hidden) return;
-                                setLoadTask({});
                                 if (!result) {
+                                    setLoadTask({});
                                     setEntries({});
                                     setLoadState(FilePaneLoadState::failed(message(result.error())));
                                     return;
                                 }
-                                commitFolderSnapshot(shared(std::move(*result)), true);
-                                setLoadState(FilePaneLoadState::ready());
+                                FileEntryList entries = shared(std::move(*result));
+                                prefetchFolderStates(
+                                    target, entries, task,
+                                    [this, target, hidden, task, entries](PrefetchedFolderStates states) {
+                                        if (task.isCancelled() || currentURL_ != target || showHiddenFiles_ != hidden)
+                                            return;
+                                        setLoadTask({});
+                                        commitFolderSnapshot(entries, true, std::move(states));
+                                        setLoadState(FilePaneLoadState::ready());
+                                    });
                             });
 }
 
@@ -297,12 +326,16 @@ void FilePaneStore::setShowHiddenFiles(bool show)
     showHiddenFiles_ = show;
     emit showHiddenFilesChanged();
     invalidateInlineTreeForHiddenFileVisibilityChange();
+    // Counts depend on what is shown: they start over. Sizes always count hidden files.
+    cancelFolderContentCountScan(FolderStateDisposal::clear);
     suppressWatcherEcho();
     startLoad(currentURL_);
 }
 
 void FilePaneStore::teardown()
 {
+    requestedFolderSizeIDs_.clear();
+    cancelFolderScans(FolderStateDisposal::keep);
     loadTask_.cancel();
     loadTask_ = {};
     directoryRefreshTask_.cancel();

@@ -12,6 +12,8 @@
 #include "Models/FilePaneUndoAction.h"
 #include "Models/FileTransferModels.h"
 #include "Models/FolderViewState.h"
+#include "Models/FilePaneCellText.h"
+#include "Models/FolderSizeState.h"
 #include "Models/PaneID.h"
 #include "Models/ToastMessage.h"
 #include "Services/DirectoryListingProviding.h"
@@ -19,6 +21,7 @@
 #include "Services/FileActionProviding.h"
 #include "Services/FilePasteboardProviding.h"
 #include "Services/FileOpeningProviding.h"
+#include "Services/SelectionSize.h"
 #include "Support/MonotonicClock.h"
 #include "Support/TaskExecutor.h"
 #include "Support/TaskHandle.h"
@@ -46,6 +49,15 @@ struct FilePaneServices {
     std::shared_ptr<MonotonicClock> clock = MonotonicClock::system();
     // Where transfers, trash and undo run.
     std::shared_ptr<TaskExecutor> operations = TaskExecutor::fileOperations();
+    // Where folder-size walks and content counts run.
+    std::shared_ptr<TaskExecutor> folderSizes = TaskExecutor::folderSizes();
+};
+
+// What a cancelled folder-size or count scan does to the states it leaves.
+enum class FolderStateDisposal {
+    keep,            // all stay, even "calculating" (a reload merges them)
+    dropCalculating, // unfinished ones go, so they can start over; finished ones stay
+    clear,           // all go
 };
 
 // What a navigation carries from its start to its commit.
@@ -182,7 +194,8 @@ public:
     bool hasDirectoryRefreshPending() const { return directoryRefreshTask_.isValid(); }
     void startWatching(const QString& url);
     void scheduleExternalDirectoryRefresh(const QString& url);
-    void commitFolderSnapshot(FileEntryList entries, bool preserveExistingStates);
+    void commitFolderSnapshot(FileEntryList entries, bool preserveExistingStates,
+                              PrefetchedFolderStates prefetched = {});
     void suppressWatcherEcho();
 
     // --- file actions (FilePaneStoreFileActions.cpp) ---
@@ -260,6 +273,32 @@ public:
     bool revealInlineDescendant(const QString& url);
     // The watched open folders, for the state dump and tests.
     QStringList inlineWatchedPaths() const { return inlineWatches_.keys(); }
+    // --- folder sizes and content counts (FilePaneStoreFolderSizes.cpp) ---
+    // Sizes and counts of the visible folders, worked out in the background one
+    // folder at a time. The automatic path runs only in list mode with the
+    // column on show, for at most 40 (sizes) or 80 (counts) visible folders,
+    // sizes with a budget per folder and never in a broad root; the user's
+    // "Calculate Folder Sizes" has no budget and no such limits. A finished value
+    // re-sorts the list when it sorts by that column; progress never moves a row.
+    const FolderSizeStates& folderSizeStates() const { return folderSizeStates_; }
+    const FolderContentCountStates& folderContentCountStates() const { return folderContentCountStates_; }
+    // The states of one row, for its cells.
+    FilePaneCellText::FolderStates folderStates(const QString& id) const;
+    bool smartFolderSizeCalculationEnabled() const { return smartFolderSizeCalculationEnabled_; }
+    void setSmartFolderSizeCalculationEnabled(bool enabled);
+    const SelectionSize::Budget& folderSizeAutoScanBudget() const { return folderSizeAutoScanBudget_; }
+    void setFolderSizeAutoScanBudget(const SelectionSize::Budget& budget) { folderSizeAutoScanBudget_ = budget; }
+    bool isCalculatingFolderSizes() const { return folderSizeTask_.isValid(); }
+    bool isCountingFolderContents() const { return folderContentCountTask_.isValid(); }
+    void scheduleSmartFolderSizeScan();
+    void calculateFolderSizesForVisibleFolders();
+    void cancelFolderSizeScan(FolderStateDisposal disposal);
+    void scheduleFolderContentCountScan();
+    void cancelFolderContentCountScan(FolderStateDisposal disposal);
+    // Folders known to be deep, where nothing is calculated unasked.
+    static bool isBroadFolderSizeScanRoot(const QString& url);
+    static constexpr int kFolderSizeAutoScanMaxVisibleFolderCount = 40;
+    static constexpr int kFolderContentCountAutoScanMaxVisibleFolderCount = 80;
 
     // What the activity strip shows for this pane; `side` is "left" or "right".
     std::vector<FileActivityItem> activityItems() const;
@@ -293,12 +332,16 @@ signals:
     void pendingInlineRenameChanged();
     // Expansion, loads or expandability changed; the rows may have stayed the same.
     void inlineTreeChanged();
+    // The ids whose folder size, or content count, state changed.
+    void folderSizeStatesChanged(const QSet<QString>& ids);
+    void folderContentCountStatesChanged(const QSet<QString>& ids);
 
 private:
     NavigationCommit makeCommit(const QString& toURL) const;
     void saveStateOfFolderBeingLeft();
     void startNavigation(const NavigationCommit& commit);
-    void commitNavigation(const NavigationCommit& commit, FileEntryList entries, FilePaneLoadState loadState);
+    void commitNavigation(const NavigationCommit& commit, FileEntryList entries, FilePaneLoadState loadState,
+                          PrefetchedFolderStates folderStates = {});
     bool refuseNavigationDuringOperation();
     void setCurrentURL(const QString& url);
     void setLoadState(const FilePaneLoadState& state);
@@ -361,6 +404,26 @@ private:
     void startInlineWatch(const QString& path);
     void stopInlineWatches(const std::optional<QString>& underOrAt);
     void scheduleInlineChildRefresh(const QString& path);
+    // Folder sizes and counts (FilePaneStoreFolderSizes.cpp).
+    FileEntryList visibleFolderEntries() const;
+    void scheduleFolderScans();
+    void cancelFolderScans(FolderStateDisposal disposal);
+    void startFolderSizeScan(FileEntryList folders, std::optional<SelectionSize::Budget> budget, bool force);
+    void scanFolderSizes(TaskHandle task, qint64 generation, FileEntryList folders, std::size_t index,
+                         std::optional<SelectionSize::Budget> budget, bool force);
+    void startFolderContentCountScan(FileEntryList folders);
+    void countFolderContents(TaskHandle task, qint64 generation, FileEntryList folders, std::size_t index);
+    void setFolderSizeState(const QString& id, std::optional<FolderSizeState> state);
+    void setFolderContentCountState(const QString& id, std::optional<FolderContentCountState> state);
+    void replaceFolderStates(FolderSizeStates sizes, FolderContentCountStates counts);
+    void keepFolderStatesOfCurrentEntries();
+    void mergeFolderStates(PrefetchedFolderStates prefetched, bool preserveExisting);
+    // Runs `then` with the states a load should commit with: worked out in the
+    // background for a folder sorted by size or contents, else none at once.
+    void prefetchFolderStates(const QString& url, const FileEntryList& entries, const TaskHandle& task,
+                              std::function<void(PrefetchedFolderStates)> then);
+    FileEntrySort::NumberProvider folderSizeSortProvider() const;
+    FileEntrySort::NumberProvider contentCountSortProvider() const;
 
     const PaneID id_;
     FilePaneServices services_;
@@ -440,4 +503,16 @@ private:
     mutable QHash<QString, SortedChildren> sortedChildren_;
     // Open folders' children are filtered apart, so the main list keeps its fast path.
     mutable FileNameFilter childNameFilter_;
+    // --- folder sizes and content counts ---
+    FolderSizeStates folderSizeStates_;
+    FolderContentCountStates folderContentCountStates_;
+    SelectionSize::Budget folderSizeAutoScanBudget_;
+    bool smartFolderSizeCalculationEnabled_ = true;
+    TaskHandle folderSizeTask_;
+    qint64 folderSizeScanGeneration_ = 0;
+    TaskHandle folderContentCountTask_;
+    qint64 folderContentCountGeneration_ = 0;
+    // The folders the user asked to calculate and not yet finished: a reload in
+    // between resumes them instead of losing the request.
+    QSet<QString> requestedFolderSizeIDs_;
 };

@@ -6,7 +6,10 @@ void FilePaneStore::setEntries(FileEntryList entries)
     if (sameEntries(entries_, entries)) return;
     entries_ = std::move(entries);
     emit entriesChanged();
-    if (!isCommittingFolderSnapshot_) resortEntries();
+    if (isCommittingFolderSnapshot_) return;
+    resortEntries();
+    keepFolderStatesOfCurrentEntries();
+    scheduleFolderScans();
 }
 
 void FilePaneStore::resortEntries()
@@ -18,7 +21,8 @@ void FilePaneStore::resortEntries()
             nameRanks_ = FileEntrySort::nameRanks(entries_);
             rankedEntries_ = entries_;
         }
-        sortedEntries_ = FileEntrySort::sorted(entries_, options, {}, {}, &nameRanks_);
+        sortedEntries_ = FileEntrySort::sorted(entries_, options, folderSizeSortProvider(), contentCountSortProvider(),
+                                               &nameRanks_);
         sortedSource_ = entries_;
         sortedOptions_ = options;
     }
@@ -134,6 +138,7 @@ void FilePaneStore::setViewMode(VelmoFileViewMode mode)
     }
     if (onPersistFolderViewState)
         onPersistFolderViewState(currentURL_, currentFolderViewState(), FolderViewStatePersistence::immediate);
+    scheduleFolderScans();
 }
 
 void FilePaneStore::setVisibleColumns(const QSet<FileEntryColumn>& columns)
@@ -144,6 +149,7 @@ void FilePaneStore::setVisibleColumns(const QSet<FileEntryColumn>& columns)
     }
     if (onPersistFolderViewState)
         onPersistFolderViewState(currentURL_, currentFolderViewState(), FolderViewStatePersistence::immediate);
+    scheduleFolderScans();
 }
 
 void FilePaneStore::setColumnOrder(const QStringList& order)
@@ -174,7 +180,10 @@ void FilePaneStore::setFilterText(const QString& text)
     if (filterText_ == text) return;
     filterText_ = text;
     emit filterTextChanged();
-    if (!isCommittingFolderSnapshot_) updateVisibleEntriesCache();
+    if (isCommittingFolderSnapshot_) return;
+    updateVisibleEntriesCache();
+    // Other folders are on show now.
+    scheduleFolderScans();
 }
 
 FolderViewState FilePaneStore::currentFolderViewState() const
@@ -213,4 +222,5 @@ void FilePaneStore::takeOverFolderViewState(const FolderViewState& state)
         resortEntries();
         notifyRestorableStateChanged();
     }
+    if (!committing) scheduleFolderScans();
 }

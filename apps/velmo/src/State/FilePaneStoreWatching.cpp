@@ -64,7 +64,8 @@ void FilePaneStore::scheduleExternalDirectoryRefresh(const QString& url)
     else services_.clock->runAfter(directoryRefreshDebounceNanoseconds_, this, std::move(refresh));
 }
 
-void FilePaneStore::commitFolderSnapshot(FileEntryList entries, bool /*preserveExistingStates*/)
+void FilePaneStore::commitFolderSnapshot(FileEntryList entries, bool preserveExistingStates,
+                                         PrefetchedFolderStates prefetched)
 {
     const bool committing = isCommittingFolderSnapshot_;
     isCommittingFolderSnapshot_ = true;
@@ -75,8 +76,10 @@ void FilePaneStore::commitFolderSnapshot(FileEntryList entries, bool /*preserveE
     // anything below may have changed.
     applyRememberedInlineTree(false);
     invalidateInlineExpandabilityKnowledge();
+    mergeFolderStates(std::move(prefetched), preserveExistingStates);
     resortEntries();
     isCommittingFolderSnapshot_ = committing;
     refreshExpandedInlineFolders();
+    scheduleFolderScans();
     notifyRestorableStateChanged();
 }

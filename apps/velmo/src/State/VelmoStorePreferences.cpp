@@ -33,6 +33,8 @@ void VelmoStore::applyViewOptions(FilePaneStore& pane, const VelmoViewOptions* p
     const VelmoViewOptions& options = viewOptions_;
     if (!previous || previous->smartSorting != options.smartSorting) pane.setSmartSorting(options.smartSorting);
     pane.setTreatsPackagesAsFolders(options.treatPackagesAsFolders);
+    // On schedules the automatic sizes and counts; off stops them, keeping finished values.
+    pane.setSmartFolderSizeCalculationEnabled(options.smartCalculateFolderSizes);
     if (!previous || previous->sortFolderAliasesWithFolders != options.sortFolderAliasesWithFolders)
         pane.setSortFolderAliasesWithFolders(options.sortFolderAliasesWithFolders);
     if (previous) return;
