@@ -199,6 +199,11 @@ void FilePaneCommands::showPackageContents()
     if (selected.size() == 1) store_->open(*selected.front(), true);
 }
 
+void FilePaneCommands::calculateFolderSizes()
+{
+    if (store_) store_->calculateFolderSizesForVisibleFolders();
+}
+
 QMenu* FilePaneCommands::contextMenu(const FileEntry* entry, QWidget* parent)
 {
     auto* menu = new QMenu(parent);
@@ -218,6 +223,7 @@ QMenu* FilePaneCommands::contextMenu(const FileEntry* entry, QWidget* parent)
         add(QStringLiteral("Paste"), QKeySequence::Paste, [this] { paste(); }, canPaste);
         menu->addSeparator();
         add(QStringLiteral("Copy Path"), QKeySequence(), [this] { copyPath(); });
+        add(QStringLiteral("Calculate Folder Sizes"), QKeySequence(), [this] { calculateFolderSizes(); });
         add(QStringLiteral("Open in Terminal"), QKeySequence(), [this] { openInTerminal(); });
         return menu;
     }
@@ -236,6 +242,8 @@ QMenu* FilePaneCommands::contextMenu(const FileEntry* entry, QWidget* parent)
         add(QStringLiteral("Copy Path"), QKeySequence(), [this] { copyPath(); });
         add(QStringLiteral("Reveal in File Manager"), QKeySequence(), [this] { reveal(); });
         add(QStringLiteral("Open in Terminal"), QKeySequence(), [this] { openInTerminal(); });
+        if (entry->isDirectory)
+            add(QStringLiteral("Calculate Folder Sizes"), QKeySequence(), [this] { calculateFolderSizes(); });
     } else {
         add(QStringLiteral("Copy Path"), QKeySequence(), [this] { copyPath(); });
     }

@@ -34,6 +34,8 @@ public:
     void openInTerminal();
     void openSelection();
     void showPackageContents();
+    // Sizes of every visible folder, without the automatic path's limits.
+    void calculateFolderSizes();
 
     // Carries out a drop of files on `destinationURL` in this pane.
     void drop(const QStringList& paths, const QString& destinationURL, FileDropPolicy::Operation operation);

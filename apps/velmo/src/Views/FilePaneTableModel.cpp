@@ -21,6 +21,10 @@ FilePaneTableModel::FilePaneTableModel(FilePaneStore* store, QObject* parent)
     connect(store, &FilePaneStore::inlineTreeChanged, this, [this] {
         if (!rows_.empty()) emit dataChanged(index(0, 0), index(rowCount() - 1, 0), {DisclosureRole});
     });
+    connect(store, &FilePaneStore::folderSizeStatesChanged, this,
+            [this](const QSet<QString>& ids) { reloadFolderCells(ids, FileEntrySortColumn::size); });
+    connect(store, &FilePaneStore::folderContentCountStatesChanged, this,
+            [this](const QSet<QString>& ids) { reloadFolderCells(ids, FileEntrySortColumn::contents); });
     // The store says columnsChanged for new widths too; those are the view's
     // business, and a reset would drop the view's selection and scroll position.
     connect(store, &FilePaneStore::columnsChanged, this, [this] {
@@ -93,8 +97,12 @@ QVariant FilePaneTableModel::data(const QModelIndex& index, int role) const
     if (!r) return {};
     const FileEntry& entry = *r->entry;
     switch (role) {
-    case Qt::DisplayRole:
-        return FilePaneCellText::text(entry, columns_[index.column()], options_);
+    case Qt::DisplayRole: {
+        const FileEntrySortColumn column = columns_[index.column()];
+        if (store_ && entry.isDirectory && (column == FileEntrySortColumn::size || column == FileEntrySortColumn::contents))
+            return FilePaneCellText::text(entry, column, options_, {}, store_->folderStates(entry.id));
+        return FilePaneCellText::text(entry, column, options_);
+    }
     case Qt::FontRole:
         return font(entry, columns_[index.column()]);
     case Qt::DecorationRole:
@@ -183,6 +191,16 @@ QVariant FilePaneTableModel::headerData(int section, Qt::Orientation orientation
     for (const ColumnInfo& info : allColumns())
         if (info.column == columns_[section]) return QString::fromLatin1(info.title);
     return {};
+}
+
+void FilePaneTableModel::reloadFolderCells(const QSet<QString>& ids, FileEntrySortColumn column)
+{
+    const int section = sectionOfSortColumn(column);
+    if (section < 0) return;
+    for (const QString& id : ids) {
+        const int r = rowOfEntry(id);
+        if (r >= 0 && rows_[r].entry->isDirectory) emit dataChanged(index(r, section), index(r, section), {Qt::DisplayRole});
+    }
 }
 
 void FilePaneTableModel::rebuildIndex() const

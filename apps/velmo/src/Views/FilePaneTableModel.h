@@ -72,6 +72,8 @@ signals:
 
 private:
     void applyRows();
+    // A folder's new size or count redraws that one cell, nothing else.
+    void reloadFolderCells(const QSet<QString>& ids, FileEntrySortColumn column);
     QIcon icon(const FileEntry& entry) const;
     QFont font(const FileEntry& entry, FileEntrySortColumn column) const;
     void rebuildIndex() const;

@@ -332,6 +332,10 @@ void FilePaneView::showColumnsMenu(const QPoint& at)
             });
         }
     }
+    menu.addSeparator();
+    connect(menu.addAction(QStringLiteral("Calculate Folder Sizes")), &QAction::triggered, this, [this] {
+        if (store_) store_->calculateFolderSizesForVisibleFolders();
+    });
     menu.exec(at);
 }
 

@@ -188,6 +188,8 @@ void MainWindow::buildCommands()
     add(view, QStringLiteral("Refresh"), {QKeySequence(Qt::CTRL | Qt::Key_R), QKeySequence(Qt::Key_F5)}, [pane] {
         if (auto* target = pane()) target->navigate(target->currentURL(), false, true);
     });
+    add(view, QStringLiteral("Calculate Folder Sizes"), {}, onPane(&FilePaneCommands::calculateFolderSizes),
+        [pane] { return pane() != nullptr; });
 
     QMenu* go = menu(QStringLiteral("&Go"), QStringLiteral("goMenu"));
     add(go, QStringLiteral("Back"), {QKeySequence(Qt::ALT | Qt::Key_Left), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Left)},
