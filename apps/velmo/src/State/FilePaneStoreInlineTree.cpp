@@ -36,7 +36,7 @@ FileEntryList FilePaneStore::displayChildren(const QString& folder, const FileEn
     SortedChildren& cached = sortedChildren_[folder];
     // Same list, same order: a keystroke in the filter or a collapse elsewhere sorts nothing.
     if (cached.source != children || cached.options != options) {
-        cached.sorted = FileEntrySort::sorted(children, options);
+        cached.sorted = FileEntrySort::sorted(children, options, folderSizeSortProvider(), contentCountSortProvider());
         cached.source = children;
         cached.options = options;
     }
