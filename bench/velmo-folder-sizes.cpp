@@ -30,6 +30,11 @@ public:
             completion(std::move(result));
         });
     }
+    void probe(const QString& url, bool hidden, const TaskHandle& task, QObject* context,
+               std::function<void(bool)> completion) override
+    {
+        real_.probe(url, hidden, task, context, std::move(completion));
+    }
 
 private:
     DirectoryListingService real_;
