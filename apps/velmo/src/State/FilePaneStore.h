@@ -302,6 +302,8 @@ public:
 
     // What the activity strip shows for this pane; `side` is "left" or "right".
     std::vector<FileActivityItem> activityItems() const;
+    // The strip's Cancel on one of this pane's items.
+    void cancelActivity(const QString& id);
 
     // Upward calls, unset unless a parent wires them.
     std::function<void()> onDidChangeRestorableState;
@@ -335,6 +337,8 @@ signals:
     // The ids whose folder size, or content count, state changed.
     void folderSizeStatesChanged(const QSet<QString>& ids);
     void folderContentCountStatesChanged(const QSet<QString>& ids);
+    // The user's folder-size calculation started, advanced or ended.
+    void folderSizeWorkChanged();
 
 private:
     NavigationCommit makeCommit(const QString& toURL) const;
@@ -406,6 +410,7 @@ private:
     void scheduleInlineChildRefresh(const QString& path);
     // Folder sizes and counts (FilePaneStoreFolderSizes.cpp).
     FileEntryList visibleFolderEntries() const;
+    std::optional<FileActivityItem> folderSizeActivity() const;
     void scheduleFolderScans();
     void cancelFolderScans(FolderStateDisposal disposal);
     void startFolderSizeScan(FileEntryList folders, std::optional<SelectionSize::Budget> budget, bool force);

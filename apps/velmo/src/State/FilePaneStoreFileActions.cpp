@@ -580,6 +580,7 @@ std::vector<FileActivityItem> FilePaneStore::activityItems() const
         item.cancelTransferOfPane = id_;
         items.push_back(std::move(item));
     }
+    if (auto sizes = folderSizeActivity()) items.push_back(std::move(*sizes));
     const QString paneName = id_ == PaneID::left ? QStringLiteral("Left Pane") : QStringLiteral("Right Pane");
     if (activeOperationTitle_) {
         FileActivityItem item;

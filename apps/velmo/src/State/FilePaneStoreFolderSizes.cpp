@@ -273,7 +273,7 @@ void FilePaneStore::calculateFolderSizesForVisibleFolders()
 void FilePaneStore::cancelFolderSizeScan(FolderStateDisposal disposal)
 {
     folderSizeTask_.cancel();
-    folderSizeTask_ = {};
+    if (std::exchange(folderSizeTask_, {}).isValid()) emit folderSizeWorkChanged();
     ++folderSizeScanGeneration_;
     if (disposal == FolderStateDisposal::keep) return;
     FolderSizeStates states = folderSizeStates_;
@@ -287,6 +287,7 @@ void FilePaneStore::startFolderSizeScan(FileEntryList folders, std::optional<Sel
     cancelFolderSizeScan(FolderStateDisposal::dropCalculating);
     if (folders.empty()) return;
     folderSizeTask_ = TaskHandle::make();
+    emit folderSizeWorkChanged();
     scanFolderSizes(folderSizeTask_, folderSizeScanGeneration_, std::move(folders), 0, budget, force);
 }
 
@@ -301,6 +302,7 @@ void FilePaneStore::scanFolderSizes(TaskHandle task, qint64 generation, FileEntr
     if (!current()) return;
     if (index >= folders.size()) {
         folderSizeTask_ = {};
+        emit folderSizeWorkChanged();
         return;
     }
     const QString id = folders[index]->id, url = folders[index]->url;
@@ -325,7 +327,7 @@ void FilePaneStore::scanFolderSizes(TaskHandle task, qint64 generation, FileEntr
          id](std::expected<SelectionSize::BudgetedResult, int> result) mutable {
             if (generation != folderSizeScanGeneration_) return;
             setFolderSizeState(id, sizeState(result));
-            requestedFolderSizeIDs_.remove(id);
+            if (requestedFolderSizeIDs_.remove(id)) emit folderSizeWorkChanged();
             scanFolderSizes(task, generation, std::move(folders), index + 1, budget, force);
         },
         task);
@@ -451,4 +453,27 @@ void FilePaneStore::prefetchFolderStates(const QString& url, const FileEntryList
         return states;
     };
     BackgroundTask::run(services_.folderSizes.get(), this, std::move(work), std::move(then), task);
+}
+
+// The user's "Calculate Folder Sizes" shows in the activity strip while it walks,
+// and its Cancel stops it; the automatic path is short and stays out of sight.
+std::optional<FileActivityItem> FilePaneStore::folderSizeActivity() const
+{
+    if (requestedFolderSizeIDs_.isEmpty() || !folderSizeTask_.isValid()) return std::nullopt;
+    FileActivityItem item;
+    item.id = paneIDText(id_) + QStringLiteral("-folder-sizes");
+    item.title = QStringLiteral("Calculating Folder Sizes");
+    const qsizetype left = requestedFolderSizeIDs_.size();
+    item.detail = left == 1 ? QStringLiteral("1 folder left") : QStringLiteral("%1 folders left").arg(left);
+    item.isCancellable = true;
+    return item;
+}
+
+void FilePaneStore::cancelActivity(const QString& id)
+{
+    if (activeTransfer_ && id.contains(QStringLiteral("-transfer-"))) return cancelActiveTransfer();
+    if (auto sizes = folderSizeActivity(); sizes && sizes->id == id) {
+        requestedFolderSizeIDs_.clear();
+        cancelFolderSizeScan(FolderStateDisposal::dropCalculating);
+    }
 }

@@ -119,7 +119,7 @@ std::unique_ptr<FilePaneStore> VelmoStore::makePane(PaneID id, const QString& fo
     applyViewOptions(*pane, nullptr);
     wireFolderViewState(*pane);
     for (auto signal : {&FilePaneStore::transferChanged, &FilePaneStore::activeOperationChanged,
-                        &FilePaneStore::loadingChanged})
+                        &FilePaneStore::loadingChanged, &FilePaneStore::folderSizeWorkChanged})
         connect(pane.get(), signal, this, &VelmoStore::activityChanged);
     return pane;
 }
@@ -392,7 +392,7 @@ void VelmoStore::cancelActivity(const QString& id)
 {
     for (FilePaneStore* pane : allBrowserPanes())
         for (const FileActivityItem& item : pane->activityItems())
-            if (item.id == id && item.cancelTransferOfPane) pane->cancelActiveTransfer();
+            if (item.id == id) pane->cancelActivity(id);
 }
 
 // ---------------------------------------------------------------- settings

@@ -86,9 +86,19 @@ TEST_F(FolderSizeFixture, AutomaticSizesKeepToTheBudgetAndTheUserCommandFinishes
     EXPECT_EQ(sizeText(*pane, tmp / "empty"), "0 KB");
     EXPECT_EQ(sizeText(*pane, tmp / "small"), "2 KB");
 
+    // The user's command shows in the activity strip, and its Cancel stops it.
+    pane->calculateFolderSizesForVisibleFolders();
+    ASSERT_EQ(pane->activityItems().size(), 1u);
+    const FileActivityItem item = pane->activityItems().front();
+    EXPECT_EQ(item.title + ", " + item.detail, "Calculating Folder Sizes, 3 folders left");
+    pane->cancelActivity(item.id);
+    EXPECT_FALSE(pane->isCalculatingFolderSizes());
+    EXPECT_TRUE(pane->activityItems().empty());
+
     pane->calculateFolderSizesForVisibleFolders();
     finishWalks();
     EXPECT_EQ(size(*pane, tmp / "big"), FolderSizeState::calculated(501));
+    EXPECT_TRUE(pane->activityItems().empty());
     EXPECT_FALSE(pane->isCalculatingFolderSizes());
 
     // The dump says it per folder row, and only there (rows: big, empty, small, note.txt).
