@@ -68,16 +68,7 @@ public:
     bool isPseudo(const struct statx& sx)
     {
         std::lock_guard lock(mutex_);
-        int verdict = sg_mount_table_verdict(&table_, &sx);
-        while (verdict == SG_MOUNT_UNKNOWN && rereads_ < kMountTableRereads) {
-            ++rereads_;
-            sg_mount_table_t fresh;
-            if (sg_mount_table_read(&fresh) != 0) break;
-            sg_mount_table_free(&table_);
-            table_ = fresh;
-            verdict = sg_mount_table_verdict(&table_, &sx);
-        }
-        return verdict == SG_MOUNT_PSEUDO;
+        return sg_mount_table_is_pseudo(&table_, &sx, &rereads_, kMountTableRereads);
     }
 
 private:

@@ -103,3 +103,17 @@ int sg_mount_table_verdict(const sg_mount_table_t* table, const struct statx* sx
     }
     return SG_MOUNT_UNKNOWN;
 }
+
+int sg_mount_table_is_pseudo(sg_mount_table_t* table, const struct statx* sx, int* rereads, int max_rereads)
+{
+    int verdict = sg_mount_table_verdict(table, sx);
+    while (verdict == SG_MOUNT_UNKNOWN && *rereads < max_rereads) {
+        ++*rereads;
+        sg_mount_table_t fresh;
+        if (sg_mount_table_read(&fresh) != 0) break;
+        sg_mount_table_free(table);
+        *table = fresh;
+        verdict = sg_mount_table_verdict(table, sx);
+    }
+    return verdict == SG_MOUNT_PSEUDO;
+}

@@ -181,18 +181,9 @@ static uint64_t logical_of(const struct statx* sx)
 static int is_pseudo_mount(struct sg_mount_check* check, const struct statx* sx)
 {
     pthread_mutex_lock(&check->mutex);
-    int verdict = sg_mount_table_verdict(&check->table, sx);
-    while (verdict == SG_MOUNT_UNKNOWN && check->rereads < MOUNT_TABLE_REREADS) {
-        check->rereads++; /* mounted after the table was read */
-        sg_mount_table_t fresh;
-        if (sg_mount_table_read(&fresh) != 0) break;
-        sg_mount_table_free(&check->table);
-        check->table = fresh;
-        verdict = sg_mount_table_verdict(&check->table, sx);
-    }
+    const int pseudo = sg_mount_table_is_pseudo(&check->table, sx, &check->rereads, MOUNT_TABLE_REREADS);
     pthread_mutex_unlock(&check->mutex);
-    /* Still unknown means no mount of its own (a subvolume, say): it is walked like any folder. */
-    return verdict == SG_MOUNT_PSEUDO;
+    return pseudo;
 }
 
 /* ---- listing ---- */

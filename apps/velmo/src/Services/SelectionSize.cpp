@@ -47,17 +47,7 @@ public:
             loaded_ = true;
             sg_mount_table_read(&table_);
         }
-        int verdict = sg_mount_table_verdict(&table_, &sx);
-        // Unknown: mounted after the table was read (or no mount of its own).
-        while (verdict == SG_MOUNT_UNKNOWN && rereads_ < kMountTableRereads) {
-            ++rereads_;
-            sg_mount_table_t fresh;
-            if (sg_mount_table_read(&fresh) != 0) break;
-            sg_mount_table_free(&table_);
-            table_ = fresh;
-            verdict = sg_mount_table_verdict(&table_, &sx);
-        }
-        return verdict == SG_MOUNT_PSEUDO;
+        return sg_mount_table_is_pseudo(&table_, &sx, &rereads_, kMountTableRereads);
     }
     bool isForeignPseudo(const struct statx& sx)
     {

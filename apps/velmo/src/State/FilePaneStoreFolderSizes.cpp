@@ -183,19 +183,15 @@ void FilePaneStore::replaceFolderStates(FolderSizeStates sizes, FolderContentCou
 
 void FilePaneStore::keepFolderStatesOfCurrentEntries()
 {
-    if (folderSizeStates_.isEmpty() && folderContentCountStates_.isEmpty()) return;
-    QSet<QString> ids;
-    for (const auto& entry : entries_) ids.insert(entry->id);
-    FolderSizeStates sizes = folderSizeStates_;
-    FolderContentCountStates counts = folderContentCountStates_;
-    sizes.removeIf([&](const auto& it) { return !ids.contains(it.key()); });
-    counts.removeIf([&](const auto& it) { return !ids.contains(it.key()); });
-    replaceFolderStates(std::move(sizes), std::move(counts));
+    mergeFolderStates({}, true);
 }
 
 void FilePaneStore::mergeFolderStates(PrefetchedFolderStates prefetched, bool preserveExisting)
 {
     if (!preserveExisting) return replaceFolderStates(std::move(prefetched.sizes), std::move(prefetched.counts));
+    if (folderSizeStates_.isEmpty() && folderContentCountStates_.isEmpty() && prefetched.sizes.isEmpty()
+        && prefetched.counts.isEmpty())
+        return;
     // Old states of entries still there, with what the load worked out winning.
     QSet<QString> ids;
     for (const auto& entry : entries_) ids.insert(entry->id);

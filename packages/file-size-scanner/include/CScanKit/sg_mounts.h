@@ -46,6 +46,11 @@ enum { SG_MOUNT_UNKNOWN = -1, SG_MOUNT_CROSS = 0, SG_MOUNT_PSEUDO = 1 };
    it, else matched by device). */
 int sg_mount_table_verdict(const sg_mount_table_t* table, const struct statx* sx);
 
+/* Whether `sx` lies on a pseudo file system. A mount the table doesn't know was mounted
+   after it was read: the table is read again, at most `max_rereads` times over the life of
+   `*rereads`. Still unknown means no mount of its own (a subvolume, say): not pseudo. */
+int sg_mount_table_is_pseudo(sg_mount_table_t* table, const struct statx* sx, int* rereads, int max_rereads);
+
 /* Whether `sx`, the attributes of a folder on a walk whose root lies on device
    `root_major:root_minor`, may be a mount point that needs a verdict. */
 static inline int sg_may_be_foreign_mount(const struct statx* sx, uint32_t root_major, uint32_t root_minor)
