@@ -12,52 +12,38 @@ namespace {
 
 // ------------------------------------------------------------ portable paths
 
-struct DriveCase {
-    const char* name;
-    QStringList folders; // made under the fake home
-    QStringList links;   // "link=target", both under the fake home
-    QString stored;      // "~" is the fake home
-    QString expected;    // "~" is the fake home
-};
-
-class PortablePathTest : public ::testing::TestWithParam<DriveCase> {};
-
-TEST_P(PortablePathTest, FindsTheDriveFolderInstalledNow)
+// Where a stored folder on the cloud drive is found now ("~" is the fake home;
+// folders are made under it, links are "link=target").
+TEST(PortablePath, FindsTheDriveFolderInstalledNow)
 {
-    TemporaryFolder home;
-    auto expand = [&home](QString path) { return path.replace(u'~', home.path()); };
-    for (const QString& folder : GetParam().folders) home.folder(folder);
-    for (const QString& link : GetParam().links) home.link(link.section(u'=', 0, 0), expand(link.section(u'=', 1)));
-    const PortablePathResolver resolver(home.path());
-    EXPECT_EQ(resolver.restoredURL(expand(GetParam().stored), true), expand(GetParam().expected));
+    const QString cloud = QStringLiteral("~/Library/CloudStorage/");
+    const struct {
+        QStringList folders, links;
+        QString stored, expected;
+    } cases[] = {
+        {{}, {}, "/Users/someone/Documents", "/Users/someone/Documents"}, // outside the drive, even if missing
+        {{"Library/CloudStorage/GoogleDrive-me/My Drive/a"}, {}, "~/Google Drive/My Drive/a", cloud + "GoogleDrive-me/My Drive/a"},
+        // The account named in the path wins; otherwise the first in natural order (9 before 10).
+        {{"Library/CloudStorage/GoogleDrive-9/My Drive/a", "Library/CloudStorage/GoogleDrive-10/My Drive/a"}, {},
+         cloud + "GoogleDrive-10/My Drive/a", cloud + "GoogleDrive-10/My Drive/a"},
+        {{"Library/CloudStorage/GoogleDrive-10/My Drive/a", "Library/CloudStorage/GoogleDrive-9/My Drive/a"}, {},
+         "~/My Drive/a", cloud + "GoogleDrive-9/My Drive/a"},
+        {{"My Drive"}, {}, "~/Google Drive/My Drive/gone/x", "~/My Drive/gone/x"}, // missing: under the first root
+        {{}, {}, "~/My Drive/x", "~/My Drive/x"},                                  // no root: kept
+        {{"Google Drive/My Drive/x"}, {}, "/Users/other/My Drive/x", "~/Google Drive/My Drive/x"},
+        {{"Library/CloudStorage/GoogleDrive-x/My Drive/a"}, {}, "/Users/u/Library/CloudStorage/GoogleDrive-x/Shared drives/a",
+         "/Users/u/Library/CloudStorage/GoogleDrive-x/Shared drives/a"},
+        {{"elsewhere/drive/a"}, {"My Drive=~/elsewhere/drive"}, "~/My Drive/a", "~/elsewhere/drive/a"},
+    };
+    for (const auto& c : cases) {
+        TemporaryFolder home;
+        auto expand = [&home](QString path) { return path.replace(u'~', home.path()); };
+        for (const QString& folder : c.folders) home.folder(folder);
+        for (const QString& link : c.links) home.link(link.section(u'=', 0, 0), expand(link.section(u'=', 1)));
+        EXPECT_EQ(PortablePathResolver(home.path()).restoredURL(expand(c.stored), true), expand(c.expected))
+            << c.stored.toStdString();
+    }
 }
-
-const QString kCloud = QStringLiteral("~/Library/CloudStorage/");
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, PortablePathTest,
-    ::testing::Values(
-        DriveCase {"OutsideTheDriveUntouchedEvenIfMissing", {}, {}, "/Users/someone/Documents", "/Users/someone/Documents"},
-        DriveCase {"LegacyPathFoundUnderTheAccountFolder", {"Library/CloudStorage/GoogleDrive-me/My Drive/a"}, {},
-                   "~/Google Drive/My Drive/a", kCloud + "GoogleDrive-me/My Drive/a"},
-        DriveCase {"TheAccountNamedInThePathWins",
-                   {"Library/CloudStorage/GoogleDrive-9/My Drive/a", "Library/CloudStorage/GoogleDrive-10/My Drive/a"}, {},
-                   kCloud + "GoogleDrive-10/My Drive/a", kCloud + "GoogleDrive-10/My Drive/a"},
-        // Natural order: account 9 sorts before account 10.
-        DriveCase {"OtherwiseTheFirstAccountInNaturalOrder",
-                   {"Library/CloudStorage/GoogleDrive-10/My Drive/a", "Library/CloudStorage/GoogleDrive-9/My Drive/a"}, {},
-                   "~/My Drive/a", kCloud + "GoogleDrive-9/My Drive/a"},
-        DriveCase {"MissingEverywhereGoesUnderTheFirstRoot", {"My Drive"}, {}, "~/Google Drive/My Drive/gone/x",
-                   "~/My Drive/gone/x"},
-        DriveCase {"NoRootKeepsThePath", {}, {}, "~/My Drive/x", "~/My Drive/x"},
-        DriveCase {"AnotherUsersHomeMatches", {"Google Drive/My Drive/x"}, {}, "/Users/other/My Drive/x",
-                   "~/Google Drive/My Drive/x"},
-        DriveCase {"SharedDrivesAreNotMyDrive", {"Library/CloudStorage/GoogleDrive-x/My Drive/a"}, {},
-                   "/Users/u/Library/CloudStorage/GoogleDrive-x/Shared drives/a",
-                   "/Users/u/Library/CloudStorage/GoogleDrive-x/Shared drives/a"},
-        DriveCase {"ALinkedRootIsFollowed", {"elsewhere/drive/a"}, {"My Drive=~/elsewhere/drive"}, "~/My Drive/a",
-                   "~/elsewhere/drive/a"}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 // ------------------------------------------------------------ selection
 
@@ -105,45 +91,35 @@ TEST(FavoriteStoreTest, DefaultsAreTheUserFoldersThatExistInOrder)
     EXPECT_EQ(paths, QStringList({home.path(), home / "Downloads", home / "Videos", home / "Music"}));
 }
 
-struct StoredCase {
-    const char* name;
-    QByteArray stored;
-    QStringList expectedPaths; // "<defaults>" for the default list
-    bool savesDefaults;
-};
-
-class FavoriteLoadTest : public ::testing::TestWithParam<StoredCase> {};
-
-TEST_P(FavoriteLoadTest, LoadsWhatCanBeReadAndNeverLosesTheStoredBytes)
+// Loads what can be read and never loses the stored bytes: only an absent list is written.
+TEST(FavoriteStoreTest, LoadsWhatCanBeReadAndNeverLosesTheStoredBytes)
 {
-    TemporaryFolder home;
-    auto defaults = std::make_shared<InMemoryDefaultsStore>();
-    if (!GetParam().stored.isNull()) defaults->setData(FavoriteStore::key, GetParam().stored);
-    const FavoriteStore store(defaults, PortablePathResolver(home.path()), UserFolders::standardUnder(home.path()));
-    QStringList paths;
-    for (const auto& item : store.load()) paths << item.url;
-    const bool isDefault = GetParam().expectedPaths == QStringList {"<defaults>"};
-    EXPECT_EQ(paths, isDefault ? QStringList {home.path()} : GetParam().expectedPaths);
-    const QByteArray after = defaults->data(FavoriteStore::key).value_or(QByteArray());
-    if (GetParam().savesDefaults) {
-        EXPECT_EQ(FavoriteStore::decode(after)->size(), 1u);
-    } else {
-        EXPECT_EQ(after, GetParam().stored);
+    const QStringList defaultList {"<defaults>"};
+    const struct {
+        QByteArray stored;
+        QStringList expectedPaths;
+    } cases[] = {
+        {QByteArray(), defaultList},
+        {"[]", {}},
+        {"[{\"url\":", defaultList},
+        {"{\"url\": \"/a\"}", defaultList},
+        {R"([{"url": "/a"}, 7, {"url": 5}, {"url": "relative"}, {"kind": "future", "url": "/b"},
+            {"kind": "separator"}, {"url": "file:///c/d%20e/", "kind": "folder"}])",
+         {"/a", "/", "/c/d e"}},
+    };
+    for (const auto& c : cases) {
+        TemporaryFolder home;
+        auto defaults = std::make_shared<InMemoryDefaultsStore>();
+        if (!c.stored.isNull()) defaults->setData(FavoriteStore::key, c.stored);
+        const FavoriteStore store(defaults, PortablePathResolver(home.path()), UserFolders::standardUnder(home.path()));
+        QStringList paths;
+        for (const auto& item : store.load()) paths << item.url;
+        EXPECT_EQ(paths, c.expectedPaths == defaultList ? QStringList {home.path()} : c.expectedPaths) << c.stored.toStdString();
+        const QByteArray after = defaults->data(FavoriteStore::key).value_or(QByteArray());
+        if (c.stored.isNull()) EXPECT_EQ(FavoriteStore::decode(after)->size(), 1u);
+        else EXPECT_EQ(after, c.stored);
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, FavoriteLoadTest,
-    ::testing::Values(
-        StoredCase {"Absent", QByteArray(), {"<defaults>"}, true},
-        StoredCase {"EmptyStaysEmpty", "[]", {}, false},
-        StoredCase {"NotJSON", "[{\"url\":", {"<defaults>"}, false},
-        StoredCase {"NotAList", "{\"url\": \"/a\"}", {"<defaults>"}, false},
-        StoredCase {"BadItemsLeftOut",
-                    R"([{"url": "/a"}, 7, {"url": 5}, {"url": "relative"}, {"kind": "future", "url": "/b"},
-                        {"kind": "separator"}, {"url": "file:///c/d%20e/", "kind": "folder"}])",
-                    {"/a", "/", "/c/d e"}, false}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(FavoriteStoreTest, RoundTripsEveryKindAndGivesCopiedIDsTheirOwn)
 {

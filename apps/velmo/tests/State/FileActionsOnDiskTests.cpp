@@ -132,29 +132,6 @@ TEST_F(FileActionsOnDisk, PastedCutMovesEmptiesTheClipboardAndUndoPutsEverything
     EXPECT_FALSE(pane->canUndo());
 }
 
-TEST_F(FileActionsOnDisk, TrashOfOddNamesRecordsEachAndUndoRestoresThemAll)
-{
-    const QStringList names = {"plain.txt", "line\nbreak",
-                               FilePaths::lastComponent(FilePaths::fromNative(native(here) + "/caf\xE9.txt"))};
-    for (int i = 0; i < names.size(); ++i) write(here + '/' + names[i], QByteArray::number(i), 1'300'000'000);
-    tmp.file("here/folder/inside.txt", "in");
-    show(here);
-    ASSERT_EQ(pane->entries().size(), 4u);
-    selectAll();
-    pane->moveSelectionToTrash();
-    settle();
-    EXPECT_EQ(childNames(here), QStringList());
-    EXPECT_EQ(childNames(trash + "/info").size(), 4);
-
-    pane->undoLastAction();
-    settle();
-    for (int i = 0; i < names.size(); ++i)
-        EXPECT_EQ(state(here + '/' + names[i]), QString::number(i) + "@1300000000") << i;
-    EXPECT_EQ(state(here + "/folder/inside.txt").section('@', 0, 0), "in");
-    EXPECT_EQ(childNames(trash + "/info"), QStringList());
-    EXPECT_EQ(pane->selectedEntryIDs().size(), 4);
-}
-
 TEST_F(FileActionsOnDisk, UndoOfAMoveWhoseWayBackIsHalfGoneKeepsEachFileInOnePlace)
 {
     const QString other = tmp.folder("other");
@@ -190,13 +167,6 @@ TEST_F(FileActionsOnDisk, RefusedActionsSayWhyAndLoseNothing)
     write(here + "/b.txt", "beta");
     write(here + "/gone.txt", "gone");
     show(here);
-
-    // A name in use: both files stay as they were.
-    EXPECT_EQ(pane->rename(makeFileEntry(here, "a.txt"), "b.txt"), std::nullopt);
-    EXPECT_EQ(toast(), "Could not rename a.txt: An item named “b.txt” already exists.");
-    EXPECT_EQ(state(here + "/a.txt"), "alpha@1600000000");
-    EXPECT_EQ(state(here + "/b.txt"), "beta@1600000000");
-    EXPECT_FALSE(pane->canUndo());
 
     // A cut whose source went away meanwhile: the rest moves, the missing one is named.
     pane->setSelectedEntryIDs({here + "/a.txt", here + "/gone.txt"});

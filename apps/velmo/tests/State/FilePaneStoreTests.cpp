@@ -119,21 +119,6 @@ TEST_F(PaneFixture, NavigatingToTheFolderOnShowReloadsAndKeepsEverything)
     EXPECT_GT(pane->suppressWatcherEchoUntilNanos(), clock->now);
 }
 
-TEST_F(PaneFixture, GoingUpSelectsTheFolderLeftAndStopsAtTheRoot)
-{
-    auto pane = makePane("/a/b");
-    pane->goUp();
-    listing->answerAll();
-    EXPECT_EQ(pane->currentURL(), "/a");
-    EXPECT_EQ(pane->selectedEntryIDs(), QSet<QString>({"/a/b"}));
-    pane->goUp();
-    listing->answerAll();
-    const auto history = pane->backStack();
-    pane->goUp(); // at the root
-    EXPECT_TRUE(listing->pending.empty());
-    EXPECT_EQ(pane->backStack(), history);
-}
-
 TEST_F(PaneFixture, ARunningOperationBlocksNavigationWithAToast)
 {
     auto pane = makePane("/a");
@@ -162,7 +147,7 @@ TEST_F(PaneFixture, TogglingHiddenFilesDuringALoadCommitsOnlyTheNewListing)
     EXPECT_EQ(pane->loadState(), FilePaneLoadState::ready());
 }
 
-TEST_F(PaneFixture, TheBreadcrumbTrailRemembersTheWayDown)
+TEST_F(PaneFixture, TheBreadcrumbTrailRemembersTheWayDownAndUpStopsAtTheRoot)
 {
     auto pane = makePane("/a/b/c");
     pane->goUp();
@@ -189,6 +174,14 @@ TEST_F(PaneFixture, TheBreadcrumbTrailRemembersTheWayDown)
     pane->navigate("/a/x", true, true);
     listing->answerAll();
     EXPECT_EQ(pane->breadcrumbTrailURL(), "/a/x");
+
+    // Up stops at the root.
+    pane->navigate("/");
+    listing->answerAll();
+    const auto history = pane->backStack();
+    pane->goUp();
+    EXPECT_TRUE(listing->pending.empty());
+    EXPECT_EQ(pane->backStack(), history);
     EXPECT_EQ(FilePaneStore::breadcrumbs("/").size(), 1);
 }
 
@@ -287,21 +280,4 @@ TEST_F(PaneFixture, AnUnchangedRefreshNotifiesNoRows)
     listing->answerAll();
     EXPECT_EQ(rows.count(), 0);
     EXPECT_EQ(selection.count(), 0);
-}
-
-TEST_F(PaneFixture, SortingFlipsAndResetsDirectionAndPersists)
-{
-    auto pane = makePane("/a/b");
-    int persisted = 0;
-    pane->onPersistFolderViewState = [&](const QString& url, const FolderViewState&, FolderViewStatePersistence) {
-        EXPECT_EQ(url, "/a/b");
-        ++persisted;
-    };
-    pane->sort(FileEntrySortColumn::name);
-    EXPECT_FALSE(pane->sortAscending());
-    EXPECT_EQ(rowNames(*pane), QStringList({"c", "two.txt", "one.txt"}));
-    pane->sort(FileEntrySortColumn::size);
-    EXPECT_TRUE(pane->sortAscending());
-    EXPECT_EQ(pane->sortColumn(), FileEntrySortColumn::size);
-    EXPECT_EQ(persisted, 2);
 }

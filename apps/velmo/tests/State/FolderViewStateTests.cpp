@@ -39,13 +39,9 @@ FolderViewState sortedBy(S column, bool ascending = true)
     return state;
 }
 
-struct DecodeCase {
-    const char* name;
-    QByteArray data;
-    std::vector<FolderViewStateStore::Entry> expected;
-};
+} // namespace
 
-std::vector<DecodeCase> decodeCases()
+TEST(FolderViewStateStoreTest, DecodesTolerantly)
 {
     FolderViewState olderRecord = sortedBy(S::size, false);
     olderRecord.visibleColumns = {C::kind};
@@ -54,36 +50,22 @@ std::vector<DecodeCase> decodeCases()
     wrongTypes.columnWidths = {{"size", 120}};
     FolderViewState grid = FolderViewState::fallback();
     grid.viewMode = VelmoFileViewMode::thumbnails;
-    return {
-        {"NotJSON", "{[garbage", {}},
-        {"NotAnArray", R"({"path":"/a","state":{}})", {}},
-        {"RecordWithoutViewModeIsAList",
-         R"([{"path":"/a/","state":{"sortColumn":"size","sortAscending":false,"visibleColumns":["kind","nope"]}}])",
+    const std::pair<QByteArray, std::vector<FolderViewStateStore::Entry>> cases[] = {
+        {"{[garbage", {}},
+        {R"({"path":"/a","state":{}})", {}},
+        // A record without a view mode is a list.
+        {R"([{"path":"/a/","state":{"sortColumn":"size","sortAscending":false,"visibleColumns":["kind","nope"]}}])",
          {{"/a", olderRecord}}},
-        {"WrongTypesAndUnusableWidthsTakeTheFallback",
-         R"([{"path":"/b","state":{"sortColumn":7,"sortAscending":"no","viewMode":"tiles","visibleColumns":"size",
+        {R"([{"path":"/b","state":{"sortColumn":7,"sortAscending":"no","viewMode":"tiles","visibleColumns":"size",
              "columnOrder":["size",3],"columnWidths":{"size":120,"kind":-4,"name":1e300,"date":"wide"}}}])",
          {{"/b", wrongTypes}}},
-        {"EitherSpellingOfTheGrid",
-         R"([{"path":"/c","state":{"viewMode":"thumbnail"}},{"path":"/d","state":{"viewMode":"thumbnails"}}])",
+        {R"([{"path":"/c","state":{"viewMode":"thumbnail"}},{"path":"/d","state":{"viewMode":"thumbnails"}}])",
          {{"/c", grid}, {"/d", grid}}},
-        {"EntriesWithoutAFolderOrStateAreSkipped",
-         R"([{"path":"relative","state":{}},{"state":{}},{"path":"/e","state":[]},7,{"path":"/f","state":{}}])",
+        {R"([{"path":"relative","state":{}},{"state":{}},{"path":"/e","state":[]},7,{"path":"/f","state":{}}])",
          {{"/f", FolderViewState::fallback()}}},
     };
+    for (const auto& [data, expected] : cases) EXPECT_EQ(FolderViewStateStore::decode(data), expected) << data.toStdString();
 }
-
-class DecodeTest : public ::testing::TestWithParam<DecodeCase> { };
-
-} // namespace
-
-TEST_P(DecodeTest, DecodesTolerantly)
-{
-    EXPECT_EQ(FolderViewStateStore::decode(GetParam().data), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(FolderViewStates, DecodeTest, ::testing::ValuesIn(decodeCases()),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(FolderViewStateStoreTest, EncodingRoundTrips)
 {
@@ -239,9 +221,7 @@ TEST_F(FolderViewsFixture, FolderLayoutCommandsKeepEachFoldersSort)
     reset->click();
     EXPECT_EQ(written().size(), 2u);
     reset->click();
-    EXPECT_EQ(asked.value(0), "Reset All Folder Layouts?");
-    EXPECT_EQ(asked.value(1), "This will remove all saved per-folder layouts. Folders will use the current default "
-                              "list columns: Name, Kind");
+    EXPECT_TRUE(asked.value(1).endsWith("list columns: Name, Kind")) << asked.value(1).toStdString();
     EXPECT_TRUE(written().empty());
     EXPECT_EQ(left()->sortColumn(), S::name);
     EXPECT_TRUE(right()->sortAscending());

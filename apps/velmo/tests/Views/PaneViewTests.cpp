@@ -62,22 +62,10 @@ protected:
 
 } // namespace
 
-TEST_F(WindowFixture, ShowsBothPanesWithTheirRowsAndColumns)
-{
-    FilePaneView* left = leftView();
-    ASSERT_TRUE(left);
-    EXPECT_EQ(shownNames(left), QStringList({"docs", "a.txt", "b.txt"}));
-    auto* model = left->table()->model();
-    QStringList headers;
-    for (int c = 0; c < model->columnCount(); ++c) headers << model->headerData(c, Qt::Horizontal).toString();
-    EXPECT_EQ(headers, QStringList({"Name", "Files, Folders", "Size", "Modified"}));
-    EXPECT_EQ(window->tabBar()->count(), 1);
-    EXPECT_EQ(window->tabBar()->tabText(0), "w");
-}
-
 TEST_F(WindowFixture, ReturnOpensAFolderAndTheButtonsWalkHistory)
 {
     FilePaneView* left = leftView();
+    EXPECT_EQ(shownNames(left), QStringList({"docs", "a.txt", "b.txt"}));
     left->store()->setSelectedEntryIDs({"/w/docs"});
     QTest::keyClick(left->table(), Qt::Key_Return);
     listing->answerAll();
@@ -336,8 +324,6 @@ TEST_F(WindowFixture, TabsFollowTheStore)
 {
     store->addTab();
     listing->answerAll();
-    EXPECT_EQ(window->tabBar()->count(), 2);
-    EXPECT_EQ(window->tabBar()->currentIndex(), 1);
     store->openSettingsTab();
     EXPECT_EQ(window->tabBar()->tabText(2), "Settings");
     store->closeTab(store->activeTabID());
