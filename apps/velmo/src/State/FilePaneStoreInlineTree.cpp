@@ -75,6 +75,7 @@ void FilePaneStore::collapseInlineFolder(const QString& path)
     cancelInlineChildLoads(path);
     // What was open inside is forgotten with it; what is known of triangles stays.
     inlineTree_.collapse(path);
+    sortedChildren_.removeIf([&](const auto& it) { return FilePaths::isAncestorOrSelf(path, it.key()); });
     setInlineTreeChanged(true);
     rememberInlineExpansion();
 }
