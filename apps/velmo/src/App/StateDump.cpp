@@ -117,7 +117,69 @@ QJsonObject dumpContentCount(const FolderContentCountState& state)
     return out;
 }
 
+QString scanPhaseText(SizeMapSession::ScanPhase phase)
+{
+    switch (phase) {
+    case SizeMapSession::ScanPhase::idle: return QStringLiteral("idle");
+    case SizeMapSession::ScanPhase::scanning: return QStringLiteral("scanning");
+    case SizeMapSession::ScanPhase::finished: return QStringLiteral("finished");
+    case SizeMapSession::ScanPhase::failed: return QStringLiteral("failed");
+    case SizeMapSession::ScanPhase::stopped: return QStringLiteral("stopped");
+    }
+    return {};
+}
+
+QJsonValue nodePath(const std::optional<ScanNodeRecord>& node)
+{
+    return node ? QJsonValue(node->url) : QJsonValue();
+}
+
 } // namespace
+
+QJsonObject StateDump::dumpSizeMap(const SizeMapSession& session)
+{
+    QJsonObject out {{"root", session.folderURL()},
+                     {"title", session.title()},
+                     {"scanState", scanPhaseText(session.phase())},
+                     {"scanGeneration", qint64(session.scanGeneration())},
+                     {"progressText", session.progressText()},
+                     {"chromeStatus", session.chromeStatus()},
+                     {"focusedNode", nodePath(session.focusedNode())},
+                     {"selectedNode", nodePath(session.selectedNode())},
+                     {"breadcrumbTrail", session.breadcrumbTrailURL()},
+                     {"segmentsDrawn", session.segmentsDrawn()}};
+    if (session.originBrowserTabID()) out["originBrowserTabID"] = session.originBrowserTabID()->toString(QUuid::WithoutBraces);
+    if (session.errorMessage()) out["errorMessage"] = *session.errorMessage();
+    const auto& progress = session.progressSnapshot();
+    out["counters"] = QJsonObject {{"items", session.itemsScanned()},
+                                   {"folders", session.foldersScanned()},
+                                   {"skipped", progress ? progress->unreadableCount : 0},
+                                   {"sizeSoFar", session.sizeSoFar()}};
+    // The root's sizes: what the live tree holds so far, the totals once finished.
+    const auto root = session.tree() ? session.tree()->rootNode() : std::nullopt;
+    out["totals"] = QJsonObject {{"allocated", root ? root->allocatedSize : 0}, {"logical", root ? root->logicalSize : 0},
+                                 {"nodeCount", session.tree() ? qint64(session.tree()->nodesByID.size()) : 0}};
+    if (const auto& summary = session.summary())
+        out["summary"] = QJsonObject {{"items", summary->itemsScanned},
+                                      {"folders", summary->directoriesScanned},
+                                      {"files", summary->filesScanned},
+                                      {"unreadable", summary->unreadableCount},
+                                      {"totalAllocatedSize", summary->totalAllocatedSize}};
+    QJsonArray crumbs;
+    for (const SizeMapBreadcrumbEntry& entry : session.displayBreadcrumbs()) {
+        QJsonObject crumb {{"id", entry.id}, {"title", entry.title}, {"isActive", entry.isActive},
+                           {"url", entry.url ? QJsonValue(*entry.url) : QJsonValue()},
+                           // An entry above the scanned folder starts a new scan.
+                           {"startsNewScan", !entry.nodeID && entry.url}};
+        crumbs.append(crumb);
+    }
+    out["breadcrumbs"] = crumbs;
+    QJsonArray children;
+    for (const ScanNodeRecord& child : session.focusedChildren())
+        children.append(QJsonObject {{"name", child.displayName}, {"allocated", child.allocatedSize}});
+    out["focusedChildren"] = children;
+    return out;
+}
 
 QJsonObject StateDump::dumpPane(const FilePaneStore& pane, const VelmoViewOptions& options)
 {
@@ -203,6 +265,9 @@ QJsonObject StateDump::dump(const VelmoStore& store)
             if (panes->expandedPaneID()) item["expandedPane"] = paneIDText(*panes->expandedPaneID());
             item["left"] = dumpPane(*panes->leftPane(), store.viewOptions());
             item["right"] = dumpPane(*panes->rightPane(), store.viewOptions());
+        } else if (const SizeMapSession* session = tab->sizeMapSession()) {
+            item["kind"] = "sizeMap";
+            item["sizeMap"] = dumpSizeMap(*session);
         } else {
             item["kind"] = "settings";
         }
@@ -226,6 +291,9 @@ QJsonObject StateDump::dump(const VelmoStore& store)
             item["kind"] = "browser";
             item["left"] = browser->leftPane.url;
             item["right"] = browser->rightPane.url;
+        } else if (const auto* sizeMap = std::get_if<ClosedWindowTab::SizeMap>(&tab.kind)) {
+            item["kind"] = "sizeMap";
+            item["folder"] = sizeMap->folderURL;
         } else {
             item["kind"] = "settings";
         }

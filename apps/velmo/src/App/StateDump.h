@@ -5,6 +5,7 @@
 #include <QJsonObject>
 
 class FilePaneStore;
+class SizeMapSession;
 class VelmoStore;
 
 // What the stores hold, as JSON: for tests, reviewers and bug reports.
@@ -13,4 +14,7 @@ public:
     static QJsonObject dump(const VelmoStore& store);
     // The cells read as the list shows them under `options`.
     static QJsonObject dumpPane(const FilePaneStore& pane, const VelmoViewOptions& options = {});
+    // A size map tab: root, scan state and counters, totals, focus, selection,
+    // breadcrumbs, and how many segments its chart last drew (0 before any).
+    static QJsonObject dumpSizeMap(const SizeMapSession& session);
 };

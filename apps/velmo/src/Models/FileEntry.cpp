@@ -13,3 +13,10 @@ std::optional<QString> FileEntry::folderTarget() const
     if (resolvedURL && resolvedIsDirectory && !resolvedIsPackage) return resolvedURL;
     return std::nullopt;
 }
+
+std::optional<QString> FileEntry::sizeMapURL() const
+{
+    if (isDirectory && !isPackage) return url;
+    if (resolvedURL && (isAlias || isSymbolicLink) && resolvedIsDirectory && !resolvedIsPackage) return resolvedURL;
+    return std::nullopt;
+}

@@ -34,4 +34,8 @@ struct FileEntry {
     std::optional<QString> dropDestinationDirectoryURL() const;
     // The folder that opening or entering this entry leads to, if any.
     std::optional<QString> folderTarget() const;
+    // The folder a size map of this entry scans: a folder that is not a package, or
+    // the folder a link leads to. Files and packages have none.
+    std::optional<QString> sizeMapURL() const;
+    bool canOpenSizeMap() const { return sizeMapURL().has_value(); }
 };

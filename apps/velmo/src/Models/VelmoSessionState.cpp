@@ -115,6 +115,8 @@ VelmoSessionState::Tab tab(const QJsonValue& value)
     if (kind == u"search")
         return VelmoSessionState::SearchTab {requiredString(record, "folderPath"), requiredString(record, "query"),
                                              optionalIndex(record)};
+    if (kind == u"sizeMap")
+        return VelmoSessionState::SizeMapTab {requiredString(record, "folderPath"), optionalIndex(record)};
     if (kind == u"imageCompression") return VelmoSessionState::ImageCompressionTab {compressionTab(record)};
     if (kind == u"pdfCompression") return VelmoSessionState::PDFCompressionTab {compressionTab(record)};
     throw Undecodable {};
@@ -172,6 +174,10 @@ QByteArray VelmoSessionState::encode() const
             QJsonObject record {{"folderPath", search->folderPath}, {"query", search->query}};
             if (search->originBrowserTabIndex) record["originBrowserTabIndex"] = *search->originBrowserTabIndex;
             array.append(wrapped("search", record));
+        } else if (const auto* sizeMap = std::get_if<SizeMapTab>(&each)) {
+            QJsonObject record {{"folderPath", sizeMap->folderPath}};
+            if (sizeMap->originBrowserTabIndex) record["originBrowserTabIndex"] = *sizeMap->originBrowserTabIndex;
+            array.append(wrapped("sizeMap", record));
         } else if (const auto* images = std::get_if<ImageCompressionTab>(&each)) {
             array.append(wrapped("imageCompression", compressionRecord(*images)));
         } else {

@@ -34,6 +34,12 @@ struct VelmoSessionState {
         std::optional<qint64> originBrowserTabIndex;
         bool operator==(const SearchTab&) const = default;
     };
+    // A size map comes back holding its folder, and scans only when asked.
+    struct SizeMapTab {
+        QString folderPath;
+        std::optional<qint64> originBrowserTabIndex;
+        bool operator==(const SizeMapTab&) const = default;
+    };
     // Image and PDF compression: the settings document is kept as it was read,
     // so a session stays whole whatever this build knows of it.
     struct CompressionTab {
@@ -48,7 +54,7 @@ struct VelmoSessionState {
     struct PDFCompressionTab : CompressionTab {
         bool operator==(const PDFCompressionTab&) const = default;
     };
-    using Tab = std::variant<BrowserTab, SearchTab, ImageCompressionTab, PDFCompressionTab>;
+    using Tab = std::variant<BrowserTab, SearchTab, SizeMapTab, ImageCompressionTab, PDFCompressionTab>;
 
     std::vector<Tab> tabs;
     qint64 activeTabIndex = 0;

@@ -18,6 +18,8 @@ std::optional<ClosedWindowTab> ClosedWindowTab::make(const WindowTab& tab, qint6
     if (const BrowserPanes* panes = tab.browserPanes())
         return ClosedWindowTab {index, Browser {snapshot(*panes->leftPane()), snapshot(*panes->rightPane()),
                                                 panes->activePaneID()}};
+    if (const SizeMapSession* session = tab.sizeMapSession())
+        return ClosedWindowTab {index, SizeMap {session->folderURL(), session->originBrowserTabID()}};
     if (tab.isSettings()) return ClosedWindowTab {index, Settings {}};
     return std::nullopt;
 }
@@ -28,6 +30,10 @@ QString ClosedWindowTab::title() const
         const auto& pane = browser->activePane == PaneID::left ? browser->leftPane : browser->rightPane;
         const QString name = FilePaths::lastComponent(pane.url);
         return name.isEmpty() ? pane.url : FilePaths::displayName(name);
+    }
+    if (const auto* sizeMap = std::get_if<SizeMap>(&kind)) {
+        const QString name = FilePaths::lastComponent(sizeMap->folderURL);
+        return name.isEmpty() ? QStringLiteral("Size Map") : FilePaths::displayName(name);
     }
     return QStringLiteral("Settings");
 }

@@ -6,6 +6,7 @@
 
 #include <QSet>
 #include <QString>
+#include <QUuid>
 
 #include <optional>
 #include <variant>
@@ -29,13 +30,19 @@ struct ClosedBrowserTab {
     PaneID activePane = PaneID::left;
 };
 
+struct ClosedSizeMapTab {
+    QString folderURL;
+    std::optional<QUuid> originBrowserTabID;
+};
+
 struct ClosedSettingsTab { };
 
 struct ClosedWindowTab {
     using PaneSnapshot = ClosedPaneSnapshot;
     using Browser = ClosedBrowserTab;
+    using SizeMap = ClosedSizeMapTab;
     using Settings = ClosedSettingsTab;
-    using Kind = std::variant<Browser, Settings>;
+    using Kind = std::variant<Browser, SizeMap, Settings>;
 
     qint64 index = 0;
     Kind kind;

@@ -21,7 +21,8 @@ std::optional<VelmoSessionState> VelmoSessionStore::load()
                 if constexpr (std::is_same_v<Record, VelmoSessionState::BrowserTab>) {
                     record.leftPath = restorePath_(record.leftPath, true);
                     record.rightPath = restorePath_(record.rightPath, true);
-                } else if constexpr (std::is_same_v<Record, VelmoSessionState::SearchTab>) {
+                } else if constexpr (std::is_same_v<Record, VelmoSessionState::SearchTab>
+                                     || std::is_same_v<Record, VelmoSessionState::SizeMapTab>) {
                     record.folderPath = restorePath_(record.folderPath, true);
                 } else {
                     for (QString& path : record.sourcePaths) path = restorePath_(path, false);

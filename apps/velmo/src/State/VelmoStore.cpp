@@ -1,5 +1,6 @@
 #include "State/VelmoStore.h"
 
+#include "FileSizeScanner/FastScanEngine.h"
 #include "PathKit/FilePaths.h"
 #include "Services/ClipboardFilePasteboard.h"
 #include "Services/DirectoryListingService.h"
@@ -54,6 +55,8 @@ VelmoStore::VelmoStore(VelmoStoreDependencies dependencies, QObject* parent)
         auto actions = std::make_shared<WorkspaceFileActionService>(d.pasteboard);
         d.fileActionServiceFactory = [actions](PaneID) { return actions; };
     }
+
+    if (!d.scanEngineFactory) d.scanEngineFactory = [] { return std::make_shared<FastScanEngine>(); };
 
     const DefaultsStore& defaults = *d.defaults;
     isSidebarVisible_ = defaults.boolValue(kSidebarVisibleKey, true);
@@ -215,6 +218,30 @@ WindowTab* VelmoStore::openSettingsTab()
     return added;
 }
 
+std::optional<QUuid> VelmoStore::originBrowserTabID() const
+{
+    if (auto* active = activeTab(); active && active->isBrowser()) return active->id();
+    for (const auto& tab : tabs_)
+        if (tab->isBrowser()) return tab->id();
+    return std::nullopt;
+}
+
+std::unique_ptr<WindowTab> VelmoStore::makeSizeMapTab(const QString& folderURL, std::optional<QUuid> origin)
+{
+    auto session = std::make_unique<SizeMapSession>(folderURL, origin, dependencies_.scanEngineFactory());
+    return std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::SizeMap {std::move(session)});
+}
+
+WindowTab* VelmoStore::openSizeMapTab(const QString& folderURL, bool startImmediately)
+{
+    WindowTab* added = tabs_.emplace_back(makeSizeMapTab(folderURL, originBrowserTabID())).get();
+    emit tabsChanged();
+    setActiveTabID(added->id());
+    saveSession();
+    if (startImmediately) added->sizeMapSession()->startScan();
+    return added;
+}
+
 void VelmoStore::selectTab(const QUuid& id)
 {
     if (id == activeTabID_ || !tab(id)) return;
@@ -352,6 +379,27 @@ void VelmoStore::loadInitialPanes()
     *connection = connect(this, &VelmoStore::activityChanged, this, [this, loadRest, connection] {
         if (loadRest()) disconnect(*connection);
     });
+}
+
+std::optional<QString> VelmoStore::activeSizeMapSelectionURL() const
+{
+    auto* active = activeTab();
+    const BrowserPanes* panes = active ? active->browserPanes() : nullptr;
+    if (!panes) return std::nullopt;
+    for (const FilePaneStore* pane : {panes->activePane(), panes->leftPane(), panes->rightPane()}) {
+        const FileEntryList selected = pane->selectedEntries();
+        if (!selected.empty())
+            if (auto url = selected.front()->sizeMapURL()) return url;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> VelmoStore::activeSizeMapTargetURL() const
+{
+    if (auto selection = activeSizeMapSelectionURL()) return selection;
+    auto* active = activeTab();
+    if (!active || !active->browserPanes()) return std::nullopt;
+    return active->browserPanes()->activePane()->currentURL();
 }
 
 void VelmoStore::goBackInActivePane()

@@ -37,6 +37,8 @@ struct VelmoStoreDependencies {
     // Start from the stored session and save it at every change.
     bool restoresSession = false;
     VelmoSessionStore::PathRestorer restorePath;
+    // A new engine for every size map tab; the fast walker when not given.
+    std::function<std::shared_ptr<ScanEngineProviding>()> scanEngineFactory;
 };
 
 // The application's state: the window's tabs, the active one, and the settings
@@ -59,6 +61,9 @@ public:
     int indexOfTab(const QUuid& id) const;
     WindowTab* addTab();
     WindowTab* openSettingsTab();
+    // A size map of `folderURL`, remembering the browser tab it came from; scans at
+    // once only when asked to.
+    WindowTab* openSizeMapTab(const QString& folderURL, bool startImmediately);
     void selectTab(const QUuid& id);
     void moveTab(const QUuid& id, int toIndex);
     TabCloseResult closeTab(const QUuid& id);
@@ -69,6 +74,11 @@ public:
     PaneID activePaneID() const;
     void activate(PaneID id);
     void loadInitialPanes();
+    // The folder "Open Size Map" scans: the first selected entry that can be scanned,
+    // in the active pane, else the left, else the right; none on other tabs.
+    std::optional<QString> activeSizeMapSelectionURL() const;
+    // That selection, else the active pane's folder.
+    std::optional<QString> activeSizeMapTargetURL() const;
     // How long after the active tab's rows the other tabs of a restored session list.
     static constexpr quint64 kOtherTabsLoadDelayNanoseconds = 300'000'000;
     void goBackInActivePane();
@@ -202,6 +212,9 @@ private:
     std::unique_ptr<BrowserPanes> makeBrowserPanes(const QString& leftFolder, const QString& rightFolder);
     std::unique_ptr<FilePaneStore> makePane(PaneID id, const QString& folder, const FilePaneServices& services);
     void appendAndActivate(std::unique_ptr<WindowTab> tab);
+    // The browser tab a new work surface remembers: the active one, else the first.
+    std::optional<QUuid> originBrowserTabID() const;
+    std::unique_ptr<WindowTab> makeSizeMapTab(const QString& folderURL, std::optional<QUuid> origin);
     void setActiveTabID(const QUuid& id);
     void seedEntriesFromLoadedPane(FilePaneStore* pane);
     std::vector<FilePaneStore*> allBrowserPanes() const;

@@ -74,7 +74,7 @@ void VelmoStore::restoreTabs(const VelmoSessionState& session)
     const QString defaultFolder = defaultFolderURL();
     // Browser tabs first, so that a work surface finds its origin wherever it stands.
     QHash<qint64, QUuid> browserTabs;
-    std::vector<std::optional<QUuid>> tabOfRecord(session.tabs.size());
+    std::vector<std::unique_ptr<WindowTab>> made(session.tabs.size());
     for (std::size_t i = 0; i < session.tabs.size(); ++i) {
         const auto* record = std::get_if<Session::BrowserTab>(&session.tabs[i]);
         if (!record) continue;
@@ -85,27 +85,29 @@ void VelmoStore::restoreTabs(const VelmoSessionState& session)
         panes->setActivePaneID(record->activePane);
         // A folder with a layout of its own shows it; otherwise the session's sort is kept as the folder's.
         adoptStoredFolderViewStates(*panes);
-        auto tab = std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Browser {std::move(panes)});
-        browserTabs.insert(qint64(i), tab->id());
-        tabOfRecord[i] = tab->id();
-        tabs_.push_back(std::move(tab));
+        made[i] = std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Browser {std::move(panes)});
+        browserTabs.insert(qint64(i), made[i]->id());
     }
     for (std::size_t i = 0; i < session.tabs.size(); ++i) {
-        if (tabOfRecord[i]) continue;
+        if (made[i]) continue;
         const auto origin = originIndexOf(session.tabs[i]);
-        dormantSessionTabs_.push_back({session.tabs[i], qint64(i),
-                                       origin && browserTabs.contains(*origin) ? std::optional(browserTabs[*origin])
-                                                                               : std::nullopt});
+        const auto originID = origin && browserTabs.contains(*origin) ? std::optional(browserTabs[*origin]) : std::nullopt;
+        // A size map comes back idle: a scan of a large folder waits until asked for.
+        if (const auto* sizeMap = std::get_if<Session::SizeMapTab>(&session.tabs[i]))
+            made[i] = makeSizeMapTab(restorableFolder(sizeMap->folderPath, defaultFolder), originID);
+        else
+            dormantSessionTabs_.push_back({session.tabs[i], qint64(i), originID});
+    }
+    // The active record, or the nearest open tab to its right, or the last.
+    const qint64 active = std::clamp<qint64>(session.activeTabIndex, 0, qint64(session.tabs.size()) - 1);
+    std::optional<QUuid> activeID;
+    for (std::size_t i = 0; i < made.size(); ++i) {
+        if (!made[i]) continue;
+        if (!activeID && qint64(i) >= active) activeID = made[i]->id();
+        tabs_.push_back(std::move(made[i]));
     }
     if (tabs_.empty()) return;
-    // The active record, or the nearest browser tab to its right, or the last.
-    const qint64 active = std::clamp<qint64>(session.activeTabIndex, 0, qint64(session.tabs.size()) - 1);
-    activeTabID_ = tabs_.back()->id();
-    for (std::size_t i = std::size_t(active); i < tabOfRecord.size(); ++i)
-        if (tabOfRecord[i]) {
-            activeTabID_ = *tabOfRecord[i];
-            break;
-        }
+    activeTabID_ = activeID ? *activeID : tabs_.back()->id();
 }
 
 // ---------------------------------------------------------------- capture and save
@@ -119,8 +121,9 @@ VelmoSessionState VelmoStore::captureSessionState() const
         const DormantSessionTab* dormant = nullptr;
     };
     std::vector<Slot> order;
+    auto isStored = [](const WindowTab& tab) { return tab.isBrowser() || tab.sizeMapSession(); };
     for (const auto& tab : tabs_)
-        if (tab->isBrowser()) order.push_back({tab.get(), nullptr});
+        if (isStored(*tab)) order.push_back({tab.get(), nullptr});
     for (const DormantSessionTab& dormant : dormantSessionTabs_) {
         const auto at = std::min<std::size_t>(std::size_t(std::max<qint64>(dormant.position, 0)), order.size());
         order.insert(order.begin() + qsizetype(at), Slot {nullptr, &dormant});
@@ -139,6 +142,13 @@ VelmoSessionState VelmoStore::captureSessionState() const
             state.tabs.push_back(std::move(record));
             continue;
         }
+        if (const SizeMapSession* sizeMap = place.tab->sizeMapSession()) {
+            const auto& origin = sizeMap->originBrowserTabID();
+            state.tabs.push_back(Session::SizeMapTab {
+                FilePaths::standardized(sizeMap->folderURL()),
+                origin && indexOfTab.contains(*origin) ? std::optional(indexOfTab[*origin]) : std::nullopt});
+            continue;
+        }
         const BrowserPanes* panes = place.tab->browserPanes();
         const FilePaneStore* left = panes->leftPane();
         const FilePaneStore* right = panes->rightPane();
@@ -154,10 +164,10 @@ VelmoSessionState VelmoStore::captureSessionState() const
     for (const auto& tab : tabs_) {
         if (tab->id() == activeTabID_) {
             found = true;
-            if (tab->isBrowser()) before = indexOfTab.value(tab->id());
+            if (isStored(*tab)) before = indexOfTab.value(tab->id());
             break;
         }
-        if (tab->isBrowser()) before = indexOfTab.value(tab->id()) + 1;
+        if (isStored(*tab)) before = indexOfTab.value(tab->id()) + 1;
     }
     state.activeTabIndex = state.tabs.empty() || !found ? 0 : std::clamp<qint64>(before, 0, qint64(state.tabs.size()) - 1);
     return state;
@@ -229,11 +239,14 @@ WindowTab* VelmoStore::reopenClosedTab(std::size_t index)
         }
     }
     saveSession();
+    if (auto* session = reopened->sizeMapSession()) session->startScan();
     return reopened;
 }
 
 std::unique_ptr<WindowTab> VelmoStore::makeTab(const ClosedWindowTab& closed)
 {
+    if (const auto* sizeMap = std::get_if<ClosedWindowTab::SizeMap>(&closed.kind))
+        return makeSizeMapTab(sizeMap->folderURL, sizeMap->originBrowserTabID);
     const auto* browser = std::get_if<ClosedWindowTab::Browser>(&closed.kind);
     if (!browser) return std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Settings {});
     auto panes = makeBrowserPanes(browser->leftPane.url, browser->rightPane.url);

@@ -10,6 +10,13 @@ WindowTab::WindowTab(QUuid id, Kind kind, QObject* parent) : QObject(parent), id
         for (auto* pane : {panes->leftPane(), panes->rightPane()})
             connect(pane, &FilePaneStore::currentURLChanged, this, &WindowTab::titleChanged);
     }
+    if (auto* session = sizeMapSession()) connect(session, &SizeMapSession::folderChanged, this, &WindowTab::titleChanged);
+}
+
+SizeMapSession* WindowTab::sizeMapSession() const
+{
+    if (auto* sizeMap = std::get_if<SizeMap>(&kind_)) return sizeMap->session.get();
+    return nullptr;
 }
 
 BrowserPanes* WindowTab::browserPanes() const
@@ -26,6 +33,7 @@ QString WindowTab::title() const
         if (name.isEmpty() || name == u"/") return VolumeNames::rootVolumeName();
         return FilePaths::displayName(name);
     }
+    if (auto* session = sizeMapSession()) return session->title();
     return QStringLiteral("Settings");
 }
 
@@ -35,4 +43,6 @@ void WindowTab::teardown()
         panes->leftPane()->teardown();
         panes->rightPane()->teardown();
     }
+    // Closes the scan's stream; the scan's own thread winds down on its own.
+    if (auto* session = sizeMapSession()) session->stopScan();
 }

@@ -1,0 +1,401 @@
+#include "App/StateDump.h"
+#include "FileSizeScanner/ScanUpdateChannel.h"
+#include "FileSizeScanner/StableScanNodeID.h"
+#include "PathKit/FilePaths.h"
+#include "State/SizeMapSession.h"
+#include "State/VelmoStore.h"
+#include "Support/InMemoryDefaultsStore.h"
+#include "TestSupport.h"
+
+#include <QJsonArray>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <mutex>
+
+#include <unistd.h>
+
+namespace {
+
+// An engine whose updates the test sends by hand: one channel per scan.
+class ScriptedScanEngine final : public ScanEngineProviding {
+public:
+    ScanUpdateStream startScan(const QString& rootPath) override
+    {
+        roots.push_back(rootPath);
+        channels.push_back(std::make_shared<ScanUpdateChannel>());
+        return ScanUpdateStream(channels.back(), producer ? producer() : std::jthread {});
+    }
+    std::vector<QString> roots;
+    std::vector<std::shared_ptr<ScanUpdateChannel>> channels;
+    // The scan's own thread, when the test wants one (a scan stuck in the kernel).
+    std::function<std::jthread()> producer;
+};
+
+// Holds what the session's reading thread hands to the main thread until the test applies it.
+class HeldDelivery {
+public:
+    SizeMapSession::MainThreadDelivery function()
+    {
+        return [state = state_](std::function<void()> apply) {
+            std::lock_guard lock(state->mutex);
+            state->queue.push_back(std::move(apply));
+        };
+    }
+    std::size_t size() const
+    {
+        std::lock_guard lock(state_->mutex);
+        return state_->queue.size();
+    }
+    // Waits for the next hand-over and applies it.
+    bool applyNext()
+    {
+        if (!waitUntil([this] { return size() > 0; })) return false;
+        std::function<void()> apply;
+        {
+            std::lock_guard lock(state_->mutex);
+            apply = std::move(state_->queue.front());
+            state_->queue.pop_front();
+        }
+        apply();
+        return true;
+    }
+
+private:
+    struct State {
+        mutable std::mutex mutex;
+        std::deque<std::function<void()>> queue;
+    };
+    std::shared_ptr<State> state_ = std::make_shared<State>();
+};
+
+QUuid nodeID(const QString& path)
+{
+    return StableScanNodeID::forUrl(path);
+}
+
+// A tree under `root` from relative paths; a trailing "/" makes a folder. Files weigh 100 bytes.
+ScanTree treeOf(const QString& root, const QStringList& paths)
+{
+    ScanTree tree;
+    auto add = [&tree](const QString& url, std::optional<QUuid> parent, ScanNodeKind kind) {
+        const QUuid id = nodeID(url);
+        if (tree.nodesByID.contains(id)) return id;
+        tree.nodesByID.insert(id, ScanNodeRecord {id, parent, url, FilePaths::lastComponent(url), kind});
+        if (parent) {
+            tree.childIDsByParentID[*parent].append(id);
+            tree.nodesByID[*parent].childCount += 1;
+        }
+        return id;
+    };
+    tree.rootID = add(root, std::nullopt, ScanNodeKind::directory);
+    for (const QString& path : paths) {
+        const QStringList parts = path.split(u'/', Qt::SkipEmptyParts);
+        QString url = root;
+        QUuid parent = tree.rootID;
+        for (qsizetype i = 0; i < parts.size(); ++i) {
+            url += u'/' + parts[i];
+            const bool isFile = i == parts.size() - 1 && !path.endsWith(u'/');
+            parent = add(url, parent, isFile ? ScanNodeKind::file : ScanNodeKind::directory);
+        }
+        if (!path.endsWith(u'/'))
+            for (auto id = std::optional(parent); id; id = tree.nodesByID[*id].parentID) tree.nodesByID[*id].allocatedSize += 100;
+    }
+    return tree;
+}
+
+ScanUpdate live(const ScanTree& tree)
+{
+    return {ScanUpdate::IntermediateTree {tree}};
+}
+
+ScanUpdate finished(const ScanTree& tree, int items = 0)
+{
+    ScanSummary summary;
+    summary.itemsScanned = items;
+    summary.totalAllocatedSize = tree.rootNode()->allocatedSize;
+    return {ScanUpdate::Finished {tree, summary}};
+}
+
+// What du says of a folder: the first field of its one line.
+qint64 du(const QStringList& options, const QString& folder)
+{
+    QProcess process;
+    process.start(QStringLiteral("du"), options + QStringList {QStringLiteral("-s"), folder});
+    if (!process.waitForFinished(30000) || process.exitCode() != 0) return -1;
+    return QString::fromUtf8(process.readAllStandardOutput()).section(u'\t', 0, 0).toLongLong();
+}
+
+bool waitForScan(const SizeMapSession& session)
+{
+    return waitUntil([&] { return !session.isScanning(); }, 30000);
+}
+
+} // namespace
+
+// ---------------------------------------------------------------- on real folders
+
+TEST(SizeMapSessionOnDisk, AFinishedScanHasDuTotalsAndFocusSurvivesRescans)
+{
+    TemporaryFolder root;
+    root.file("a/b/one.txt", QByteArray(4097, 'x'));
+    root.file("a/b/two.bin", QByteArray(100000, 'y'));
+    root.file("a/empty.txt", {});
+    root.file(".hidden", "h");
+    root.folder("c/d");
+    root.link("a/link", "b/one.txt");
+    {
+        // A sparse file: large logically, little allocated.
+        const QByteArray sparse = FilePaths::toNative(root / "sparse");
+        TestTree::writeFile(root / "sparse", "z");
+        ASSERT_EQ(::truncate(sparse.constData(), 10'000'000), 0);
+    }
+
+    SizeMapSession session(root.path(), std::nullopt, nullptr);
+    session.startScan();
+    ASSERT_TRUE(waitForScan(session));
+    ASSERT_EQ(session.phase(), SizeMapSession::ScanPhase::finished) << session.errorMessage().value_or("").toStdString();
+    EXPECT_EQ(session.summary()->totalAllocatedSize, du({"-B1"}, root.path()));
+    EXPECT_EQ(session.tree()->rootNode()->logicalSize, du({"-b"}, root.path()));
+    EXPECT_EQ(session.sizeSoFar(), session.summary()->totalAllocatedSize);
+    EXPECT_EQ(session.foldersScanned(), 5); // the root, a, a/b, c, c/d
+    EXPECT_TRUE(session.chromeStatus().endsWith(QStringLiteral(" items")));
+
+    // A folder with children takes the focus; a file is only selected.
+    session.openOrSelectNode(nodeID(root / "a/b"));
+    session.openOrSelectNode(nodeID(root / "a/b/two.bin"));
+    EXPECT_EQ(session.focusedNode()->url, root / "a/b");
+    EXPECT_EQ(session.selectedNode()->url, root / "a/b/two.bin");
+    EXPECT_EQ(session.focusedChildren().front().displayName, "two.bin"); // the larger first
+
+    session.startScan();
+    EXPECT_EQ(session.scanGeneration(), 2u);
+    ASSERT_TRUE(waitForScan(session));
+    EXPECT_EQ(session.focusedNode()->url, root / "a/b");
+    EXPECT_EQ(session.selectedNode()->url, root / "a/b/two.bin");
+
+    // What is gone after a rescan lets go: the selection clears, the focus falls to what remains.
+    ASSERT_TRUE(QDir(root / "a").removeRecursively());
+    session.startScan();
+    ASSERT_TRUE(waitForScan(session));
+    EXPECT_EQ(session.focusedNodeID(), session.tree()->rootID);
+    EXPECT_FALSE(session.selectedNodeID());
+}
+
+TEST(SizeMapSessionOnDisk, BreadcrumbsKeepTheTrailAndScanAnewAboveTheRoot)
+{
+    TemporaryFolder top;
+    top.file("scan/x/y/file", "data");
+    top.file("beside", "more");
+    const QString root = top / "scan";
+    SizeMapSession session(root, std::nullopt, nullptr);
+    session.startScan();
+    ASSERT_TRUE(waitForScan(session));
+
+    session.openOrSelectNode(nodeID(root + "/x"));
+    session.openOrSelectNode(nodeID(root + "/x/y"));
+    session.focusParent();
+    const auto crumbs = session.displayBreadcrumbs();
+    ASSERT_GE(crumbs.size(), 4);
+    EXPECT_EQ(crumbs.front().id, "volume");
+    EXPECT_EQ(crumbs.front().url, "/");
+    // The deeper place stays on the trail after going up, to go back down.
+    EXPECT_EQ(crumbs.back().id, "path-" + root + "/x/y");
+    EXPECT_FALSE(crumbs.back().isActive);
+    EXPECT_TRUE(crumbs[crumbs.size() - 2].isActive);
+    for (const auto& crumb : crumbs) {
+        // Inside the scanned folder an entry focuses its node; above it, only a path.
+        EXPECT_EQ(crumb.nodeID.has_value(), FilePaths::isAncestorOrSelf(root, *crumb.url)) << crumb.id.toStdString();
+    }
+    session.activateBreadcrumb(crumbs.back());
+    EXPECT_EQ(session.focusedNode()->url, root + "/x/y");
+
+    // The scanned folder's parent starts a new scan there.
+    const auto above = std::find_if(crumbs.begin(), crumbs.end(), [&](const auto& c) { return c.url == top.path(); });
+    ASSERT_NE(above, crumbs.end());
+    session.activateBreadcrumb(*above);
+    EXPECT_EQ(session.folderURL(), top.path());
+    EXPECT_EQ(session.title(), FilePaths::lastComponent(top.path()));
+    EXPECT_EQ(session.scanGeneration(), 2u);
+    ASSERT_TRUE(waitForScan(session));
+    EXPECT_EQ(session.focusedNodeID(), nodeID(top.path()));
+    EXPECT_EQ(session.displayBreadcrumbs().back().id, "path-" + top.path());
+    EXPECT_EQ(session.tree()->children(nodeID(top.path())).size(), 2);
+}
+
+// ---------------------------------------------------------------- scripted scans
+
+TEST(SizeMapSessionUpdates, LiveTreesKeepFocusAndStaleGenerationsAreDropped)
+{
+    auto engine = std::make_shared<ScriptedScanEngine>();
+    HeldDelivery held;
+    SizeMapSession session("/data", std::nullopt, engine);
+    session.setMainThreadDelivery(held.function());
+    session.startScan();
+    // The chart has a root at once.
+    EXPECT_EQ(session.focusedNodeID(), nodeID("/data"));
+    EXPECT_EQ(session.progressText(), "Scanning");
+    const ScanTree full = treeOf("/data", {"a/b/c", "a/d", "e"});
+
+    engine->channels[0]->send(live(full));
+    ASSERT_TRUE(held.applyNext());
+    session.openOrSelectNode(nodeID("/data/a"));
+    session.openOrSelectNode(nodeID("/data/a/d"));
+    session.openOrSelectNode(nodeID("/data/a/d")); // a file: selected, never focused
+    EXPECT_EQ(session.focusedNodeID(), nodeID("/data/a"));
+    EXPECT_EQ(session.selectedNodeID(), nodeID("/data/a/d"));
+
+    // Missing from one live tree: root and nothing shown; back in the next: back in focus.
+    engine->channels[0]->send(live(treeOf("/data", {"e"})));
+    ASSERT_TRUE(held.applyNext());
+    EXPECT_EQ(session.focusedNodeID(), nodeID("/data"));
+    EXPECT_FALSE(session.selectedNodeID());
+    engine->channels[0]->send(live(full));
+    ASSERT_TRUE(held.applyNext());
+    EXPECT_EQ(session.focusedNodeID(), nodeID("/data/a"));
+    EXPECT_EQ(session.selectedNodeID(), nodeID("/data/a/d"));
+
+    // An update of the first scan already on its way when Rescan is pressed is dropped.
+    engine->channels[0]->send(finished(treeOf("/data", {"stale"})));
+    ASSERT_TRUE(waitUntil([&] { return held.size() == 1; }));
+    session.startScan();
+    EXPECT_TRUE(engine->channels[0]->isClosed());
+    ASSERT_TRUE(held.applyNext());
+    EXPECT_EQ(session.tree()->nodesByID.size(), 1);
+    EXPECT_TRUE(session.isScanning());
+
+    // The complete tree of the new scan: the focus survived, the vanished file is let go.
+    engine->channels[1]->send(finished(treeOf("/data", {"a/b/c", "e"}), 0));
+    ASSERT_TRUE(held.applyNext());
+    EXPECT_EQ(session.phase(), SizeMapSession::ScanPhase::finished);
+    EXPECT_EQ(session.focusedNodeID(), nodeID("/data/a"));
+    EXPECT_FALSE(session.selectedNodeID());
+}
+
+TEST(SizeMapSessionUpdates, ABusyWindowGetsTheNewestUpdatesAndTheEnd)
+{
+    auto engine = std::make_shared<ScriptedScanEngine>();
+    HeldDelivery held;
+    SizeMapSession session("/data", std::nullopt, engine);
+    session.setMainThreadDelivery(held.function());
+    session.startScan();
+    for (int items = 1; items <= 50; ++items)
+        engine->channels[0]->send({ProgressSnapshot {items, 1, items - 1, 2, QStringLiteral("/data/a/current")}});
+    engine->channels[0]->send(finished(treeOf("/data", {}), 51));
+    int applied = 0;
+    while (session.isScanning() && held.applyNext()) ++applied;
+    // One in the window's hands, and the stream's newest eight.
+    EXPECT_LE(applied, 9);
+    EXPECT_EQ(session.progressText(), "50 items • 2 skipped • current");
+    EXPECT_EQ(session.chromeStatus(), "0 KB • 51 items");
+    EXPECT_EQ(session.itemsScanned(), 51);
+}
+
+TEST(SizeMapSessionUpdates, StopAndCloseReturnWhileTheScanIsStuck)
+{
+    auto gate = std::make_shared<std::latch>(1);
+    auto engine = std::make_shared<ScriptedScanEngine>();
+    // A scan thread that ignores every request to stop until the test lets it go.
+    engine->producer = [gate] { return std::jthread([gate] { gate->wait(); }); };
+    {
+        SizeMapSession session("/data", std::nullopt, engine);
+        session.startScan();
+        session.stopScan(SizeMapSession::kStoppedMessage);
+        EXPECT_EQ(session.phase(), SizeMapSession::ScanPhase::stopped);
+        EXPECT_EQ(session.errorMessage(), SizeMapSession::kStoppedMessage);
+        EXPECT_TRUE(engine->channels[0]->isClosed());
+        session.startScan();
+        EXPECT_EQ(session.errorMessage(), std::nullopt);
+    } // closing the tab with the second scan stuck
+    EXPECT_TRUE(engine->channels[1]->isClosed());
+    gate->count_down();
+}
+
+// ---------------------------------------------------------------- in the store
+
+namespace {
+
+class SizeMapTabFixture : public ::testing::Test {
+protected:
+    std::unique_ptr<VelmoStore> makeStore()
+    {
+        listing->folders[home.path()] = makeFileEntries(home.path(), {"Documents/", "a.txt"});
+        VelmoStoreDependencies d = fakeStoreDependencies(defaults, listing);
+        d.defaultFolderURL = home.path();
+        d.restoresSession = true;
+        d.scanEngineFactory = [this] { return engines.emplace_back(std::make_shared<ScriptedScanEngine>()); };
+        return std::make_unique<VelmoStore>(std::move(d));
+    }
+
+    TemporaryFolder home;
+    std::shared_ptr<InMemoryDefaultsStore> defaults = std::make_shared<InMemoryDefaultsStore>();
+    std::shared_ptr<FakeListingService> listing = std::make_shared<FakeListingService>();
+    std::vector<std::shared_ptr<ScriptedScanEngine>> engines;
+};
+
+} // namespace
+
+TEST_F(SizeMapTabFixture, OpensFromTheSelectionIsStoredAndComesBackIdle)
+{
+    const QString documents = home.folder("Documents");
+    const QString other = home.folder("other");
+    {
+        auto store = makeStore();
+        store->loadInitialPanes();
+        listing->answerAll();
+        FilePaneStore* pane = store->pane(PaneID::left);
+        EXPECT_EQ(store->activeSizeMapTargetURL(), home.path());
+        pane->setSelectedEntryIDs({home / "a.txt"});
+        EXPECT_EQ(store->activeSizeMapSelectionURL(), std::nullopt);
+        pane->setSelectedEntryIDs({documents});
+        ASSERT_EQ(store->activeSizeMapTargetURL(), documents);
+        const QUuid browserID = store->activeTabID();
+
+        WindowTab* idle = store->openSizeMapTab(*store->activeSizeMapTargetURL(), false);
+        EXPECT_EQ(store->activeTabID(), idle->id());
+        EXPECT_EQ(idle->title(), "Documents");
+        EXPECT_EQ(idle->sizeMapSession()->originBrowserTabID(), browserID);
+        EXPECT_EQ(store->activeSizeMapTargetURL(), std::nullopt);
+        EXPECT_TRUE(engines[0]->roots.empty());
+        WindowTab* scanning = store->openSizeMapTab(other, true);
+        EXPECT_EQ(engines[1]->roots, std::vector<QString> {other});
+        EXPECT_EQ(scanning->sizeMapSession()->originBrowserTabID(), browserID);
+
+        // The dump tells what the chart shows; nothing before the chart reports.
+        const auto dumped = [&](int tab, const char* key) {
+            const QJsonObject item = StateDump::dump(*store).value("tabs").toArray().at(tab).toObject();
+            return key ? item.value("sizeMap").toObject().value(QLatin1String(key)) : item.value("kind");
+        };
+        EXPECT_EQ(dumped(1, nullptr), "sizeMap");
+        EXPECT_EQ(dumped(1, "scanState"), "idle");
+        EXPECT_EQ(dumped(1, "segmentsDrawn").toInt(), 0);
+        idle->sizeMapSession()->reportSegmentsDrawn(17);
+        EXPECT_EQ(dumped(1, "segmentsDrawn").toInt(), 17);
+        EXPECT_EQ(dumped(2, "scanState"), "scanning");
+
+        // Closing returns at once; reopening scans again with a new engine.
+        EXPECT_EQ(store->closeTab(scanning->id()), TabCloseResult::closed);
+        EXPECT_TRUE(engines[1]->channels[0]->isClosed());
+        WindowTab* reopened = store->reopenLastClosedTab();
+        ASSERT_TRUE(reopened && reopened->sizeMapSession());
+        EXPECT_TRUE(reopened->sizeMapSession()->isScanning());
+        EXPECT_EQ(engines.back()->roots, std::vector<QString> {other});
+        store->selectTab(idle->id());
+        store->teardown();
+    }
+    engines.clear();
+    auto restored = makeStore();
+    ASSERT_EQ(restored->tabs().size(), 3u);
+    EXPECT_EQ(restored->activeTab(), restored->tabs()[1].get());
+    for (std::size_t i : {1u, 2u}) {
+        const SizeMapSession* session = restored->tabs()[i]->sizeMapSession();
+        ASSERT_TRUE(session);
+        EXPECT_EQ(session->phase(), SizeMapSession::ScanPhase::idle);
+        EXPECT_EQ(session->originBrowserTabID(), restored->tabs()[0]->id());
+    }
+    EXPECT_EQ(restored->tabs()[1]->sizeMapSession()->folderURL(), documents);
+    EXPECT_EQ(restored->tabs()[2]->sizeMapSession()->folderURL(), other);
+    for (const auto& engine : engines) EXPECT_TRUE(engine->roots.empty());
+}
