@@ -481,3 +481,22 @@ void VelmoStore::teardown()
     didTeardown_ = true;
     for (const auto& tab : tabs_) tab->teardown();
 }
+
+FilePaneStore* VelmoStore::revealInBrowserPane(const QString& url, const std::optional<QUuid>& originTabID)
+{
+    WindowTab* target = originTabID ? tab(*originTabID) : nullptr;
+    if (target && !target->isBrowser()) target = nullptr;
+    for (std::size_t i = 0; !target && i < tabs_.size(); ++i)
+        if (tabs_[i]->isBrowser()) target = tabs_[i].get();
+    if (!target) target = addTab();
+    selectTab(target->id());
+    FilePaneStore* pane = target->browserPanes()->activePane();
+    const QString item = FilePaths::standardized(url);
+    const QString folder = FilePaths::parent(item);
+    if (pane->currentURL() == folder && !pane->isLoading()) {
+        pane->setSelectedEntryIDs({item});
+        return pane;
+    }
+    pane->navigate(folder, true, false, item, item);
+    return pane;
+}

@@ -79,6 +79,9 @@ public:
     std::optional<QString> activeSizeMapSelectionURL() const;
     // That selection, else the active pane's folder.
     std::optional<QString> activeSizeMapTargetURL() const;
+    // Shows `url` selected in a browser pane (the tab that opened a work surface, else
+    // the first browser tab, else a new one) and returns that pane.
+    FilePaneStore* revealInBrowserPane(const QString& url, const std::optional<QUuid>& originTabID);
     // How long after the active tab's rows the other tabs of a restored session list.
     static constexpr quint64 kOtherTabsLoadDelayNanoseconds = 300'000'000;
     void goBackInActivePane();

@@ -121,7 +121,8 @@ VelmoSessionState VelmoStore::captureSessionState() const
         const DormantSessionTab* dormant = nullptr;
     };
     std::vector<Slot> order;
-    auto isStored = [](const WindowTab& tab) { return tab.isBrowser() || tab.sizeMapSession(); };
+    // Size maps are rebuilt by scanning, not stored: a large scan never starts by itself at launch.
+    auto isStored = [](const WindowTab& tab) { return tab.isBrowser(); };
     for (const auto& tab : tabs_)
         if (isStored(*tab)) order.push_back({tab.get(), nullptr});
     for (const DormantSessionTab& dormant : dormantSessionTabs_) {

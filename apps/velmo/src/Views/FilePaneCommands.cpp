@@ -244,6 +244,9 @@ QMenu* FilePaneCommands::contextMenu(const FileEntry* entry, QWidget* parent)
         add(QStringLiteral("Open in Terminal"), QKeySequence(), [this] { openInTerminal(); });
         if (entry->isDirectory)
             add(QStringLiteral("Calculate Folder Sizes"), QKeySequence(), [this] { calculateFolderSizes(); });
+        if (auto url = entry->sizeMapURL(); url && app_)
+            add(QStringLiteral("Open Size Map"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_M),
+                [this, target = *url] { app_->openSizeMapTab(target, true); });
     } else {
         add(QStringLiteral("Copy Path"), QKeySequence(), [this] { copyPath(); });
     }

@@ -9,6 +9,7 @@
 #include "Views/FilePaneView.h"
 #include "Views/FolderLayoutSettingsSection.h"
 #include "Views/SettingsView.h"
+#include "Views/SizeMapView.h"
 #include "Views/SidebarView.h"
 
 #include <QAction>
@@ -190,6 +191,9 @@ void MainWindow::buildCommands()
     });
     add(view, QStringLiteral("Calculate Folder Sizes"), {}, onPane(&FilePaneCommands::calculateFolderSizes),
         [pane] { return pane() != nullptr; });
+    add(view, QStringLiteral("Open Size Map"), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_M)}, [this] {
+        if (auto target = store_->activeSizeMapTargetURL()) store_->openSizeMapTab(*target, true);
+    }, [this] { return store_->activeSizeMapTargetURL().has_value(); });
 
     QMenu* go = menu(QStringLiteral("&Go"), QStringLiteral("goMenu"));
     add(go, QStringLiteral("Back"), {QKeySequence(Qt::ALT | Qt::Key_Left), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Left)},
@@ -230,6 +234,7 @@ QWidget* MainWindow::contentFor(const QUuid& id)
     WindowTab* tab = store_->tab(id);
     QWidget* widget = nullptr;
     if (auto* panes = tab->browserPanes()) widget = new BrowserTabView(store_, panes, content_);
+    else if (auto* session = tab->sizeMapSession()) widget = new SizeMapView(store_, session, content_);
     else {
         auto* settings = new SettingsView(store_, content_);
         settings->addSection(new FolderLayoutSettingsSection(store_, settings));

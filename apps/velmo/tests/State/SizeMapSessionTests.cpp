@@ -311,7 +311,7 @@ protected:
 
 } // namespace
 
-TEST_F(SizeMapTabFixture, OpensFromTheSelectionIsStoredAndComesBackIdle)
+TEST_F(SizeMapTabFixture, OpensFromTheSelectionAndIsNotStored)
 {
     const QString documents = home.folder("Documents");
     const QString other = home.folder("other");
@@ -357,17 +357,10 @@ TEST_F(SizeMapTabFixture, OpensFromTheSelectionIsStoredAndComesBackIdle)
         store->selectTab(idle->id());
         store->teardown();
     }
+    // Size maps are not part of a stored session: a restart brings back the browser tab only.
     engines.clear();
     auto restored = makeStore();
-    ASSERT_EQ(restored->tabs().size(), 3u);
-    EXPECT_EQ(restored->activeTab(), restored->tabs()[1].get());
-    for (std::size_t i : {1u, 2u}) {
-        const SizeMapSession* session = restored->tabs()[i]->sizeMapSession();
-        ASSERT_TRUE(session);
-        EXPECT_EQ(session->phase(), SizeMapSession::ScanPhase::idle);
-        EXPECT_EQ(session->originBrowserTabID(), restored->tabs()[0]->id());
-    }
-    EXPECT_EQ(restored->tabs()[1]->sizeMapSession()->folderURL(), documents);
-    EXPECT_EQ(restored->tabs()[2]->sizeMapSession()->folderURL(), other);
+    ASSERT_EQ(restored->tabs().size(), 1u);
+    EXPECT_TRUE(restored->tabs()[0]->isBrowser());
     for (const auto& engine : engines) EXPECT_TRUE(engine->roots.empty());
 }

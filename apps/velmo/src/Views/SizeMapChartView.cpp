@@ -1,0 +1,208 @@
+#include "Views/SizeMapChartView.h"
+
+#include "Support/BackgroundTask.h"
+#include "Support/ByteCountFormatter.h"
+
+#include <SizeMap/SizeMapNodeColor.h>
+#include <SizeMap/SizeMapSunburstGeometry.h>
+#include <SizeMap/SizeMapSunburstLayoutService.h>
+
+#include <QHelpEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QThreadPool>
+#include <QToolTip>
+
+namespace {
+
+struct Layout {
+    QList<SizeMapSunburstSegment> segments;
+    QList<QColor> colors;
+};
+
+QString sizeText(qint64 bytes)
+{
+    return bytes == 0 ? QStringLiteral("0 KB") : ByteCountFormatter::string(bytes);
+}
+
+} // namespace
+
+SizeMapChartView::SizeMapChartView(QWidget* parent) : QWidget(parent)
+{
+    setMouseTracking(true);
+    setMinimumSize(320, 320);
+    setAttribute(Qt::WA_OpaquePaintEvent, false);
+}
+
+SizeMapChartView::~SizeMapChartView()
+{
+    layoutTask_.cancel();
+}
+
+void SizeMapChartView::setScene(const ScanTree& tree, const QUuid& focusedNodeID,
+                                const std::optional<QUuid>& selectedNodeID)
+{
+    const bool selectionChanged = selectedNodeID != selectedNodeID_;
+    selectedNodeID_ = selectedNodeID;
+    const QString key = SizeMapSunburstLayoutService::segmentCacheKey(tree, focusedNodeID);
+    if (key == layoutKey_ && tree.rootID == tree_.rootID) {
+        if (selectionChanged) update();
+        return;
+    }
+    tree_ = tree;
+    focusedNodeID_ = focusedNodeID;
+    layoutKey_ = key;
+    // A copy of the tree shares its data: the layout reads it on a pool thread while
+    // the scan goes on handing newer trees to the main thread.
+    layoutTask_.cancel();
+    layoutTask_ = BackgroundTask::run(
+        QThreadPool::globalInstance(), this,
+        [tree, focusedNodeID](std::stop_token) {
+            Layout layout;
+            layout.segments = SizeMapSunburstLayoutService {}.makeSegments(tree, focusedNodeID);
+            layout.colors.reserve(layout.segments.size());
+            for (const auto& segment : layout.segments)
+                layout.colors.append(SizeMapNodeColor::segmentColor(segment, tree));
+            return layout;
+        },
+        [this](Layout layout) {
+            layoutTask_ = {};
+            segments_ = std::move(layout.segments);
+            colors_ = std::move(layout.colors);
+            emit segmentsChanged(int(segments_.size()));
+            update();
+        });
+    if (selectionChanged) update();
+}
+
+void SizeMapChartView::setHighlightedNode(const std::optional<QUuid>& id)
+{
+    if (id == highlightedNodeID_) return;
+    highlightedNodeID_ = id;
+    update();
+}
+
+QRectF SizeMapChartView::chartArea() const
+{
+    const double side = std::min(width(), height()) - 16.0;
+    return QRectF((width() - side) / 2.0, (height() - side) / 2.0, side, side);
+}
+
+std::optional<qsizetype> SizeMapChartView::segmentAt(QPointF point, bool forClick) const
+{
+    const SizeMapSunburstGeometry geometry(chartArea(), segments_);
+    return geometry.hitTest(segments_, point,
+                            forClick ? SizeMapSunburstGeometry::HitPurpose::click
+                                     : SizeMapSunburstGeometry::HitPurpose::hover);
+}
+
+bool SizeMapChartView::isOnCenter(QPointF point) const
+{
+    const SizeMapSunburstGeometry geometry(chartArea(), segments_);
+    return QLineF(point, geometry.center()).length() <= geometry.innerRadius();
+}
+
+void SizeMapChartView::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (segments_.isEmpty() && !tree_.rootNode()) {
+        painter.setPen(palette().color(QPalette::PlaceholderText));
+        painter.drawText(rect(), Qt::AlignCenter, QStringLiteral("No Size Map"));
+        return;
+    }
+    const SizeMapSunburstGeometry geometry(chartArea(), segments_);
+    const auto hairline = SizeMapSunburstGeometry::hairlineStroke();
+    for (qsizetype i = 0; i < segments_.size(); ++i) {
+        const SizeMapSunburstSegment& segment = segments_[i];
+        const auto& id = segment.backingNodeID;
+        const bool selected = id && id == selectedNodeID_;
+        const bool hovered = id && (id == hoveredNodeID_ || id == highlightedNodeID_);
+        QColor fill = colors_.value(i);
+        fill.setAlphaF(SizeMapSunburstGeometry::fillOpacity(segment.kind, selected || hovered));
+        const QPainterPath path = geometry.path(segment);
+        painter.fillPath(path, fill);
+        const auto stroke = selected ? SizeMapSunburstGeometry::selectionStroke()
+            : hovered                ? SizeMapSunburstGeometry::hoverStroke()
+                                     : hairline;
+        painter.strokePath(path, QPen(stroke.color, stroke.width));
+    }
+    paintCenter(painter);
+}
+
+// The centre names the hovered or selected node, else the focused one, with its size.
+void SizeMapChartView::paintCenter(QPainter& painter) const
+{
+    const SizeMapSunburstGeometry geometry(chartArea(), segments_);
+    std::optional<ScanNodeRecord> node = tree_.node(hoveredNodeID_ ? hoveredNodeID_ : selectedNodeID_);
+    if (!node) node = tree_.node(focusedNodeID_);
+    if (!node) return;
+    const double radius = geometry.innerRadius() * 0.93;
+    const QRectF box(geometry.center() - QPointF(radius, radius), QSizeF(2 * radius, 2 * radius));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(palette().color(QPalette::Base));
+    painter.drawEllipse(box);
+    QFont name = font();
+    name.setBold(true);
+    painter.setFont(name);
+    painter.setPen(SizeMapNodeColor::centerTextColor(node->id, tree_));
+    const QRectF inner = box.adjusted(radius * 0.25, radius * 0.3, -radius * 0.25, -radius * 0.3);
+    const QString title = QFontMetrics(name).elidedText(node->displayName, Qt::ElideMiddle, int(inner.width()));
+    painter.drawText(inner, Qt::AlignHCenter | Qt::AlignTop, title);
+    QFont size = font();
+    size.setPointSizeF(font().pointSizeF() * 1.6);
+    painter.setFont(size);
+    painter.setPen(palette().color(QPalette::Text));
+    painter.drawText(inner, Qt::AlignCenter, sizeText(node->allocatedSize));
+}
+
+void SizeMapChartView::mouseMoveEvent(QMouseEvent* event)
+{
+    const auto index = segmentAt(event->position(), false);
+    setHovered(index ? segments_[*index].backingNodeID : std::nullopt);
+}
+
+void SizeMapChartView::leaveEvent(QEvent*)
+{
+    setHovered(std::nullopt);
+}
+
+void SizeMapChartView::setHovered(const std::optional<QUuid>& id)
+{
+    if (id == hoveredNodeID_) return;
+    hoveredNodeID_ = id;
+    emit hoveredNodeChanged(id);
+    update();
+}
+
+void SizeMapChartView::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() != Qt::LeftButton) return QWidget::mousePressEvent(event);
+    if (isOnCenter(event->position())) {
+        emit centerClicked();
+        return;
+    }
+    const auto index = segmentAt(event->position(), true);
+    if (index && segments_[*index].backingNodeID) emit nodeClicked(*segments_[*index].backingNodeID);
+}
+
+bool SizeMapChartView::event(QEvent* event)
+{
+    if (event->type() != QEvent::ToolTip) return QWidget::event(event);
+    auto* help = static_cast<QHelpEvent*>(event);
+    const auto index = segmentAt(help->pos(), false);
+    if (!index) {
+        QToolTip::hideText();
+        return true;
+    }
+    const SizeMapSunburstSegment& segment = segments_[*index];
+    const auto focused = tree_.node(focusedNodeID_);
+    const double share = focused && focused->allocatedSize > 0
+        ? 100.0 * double(segment.allocatedSize) / double(focused->allocatedSize) : 0.0;
+    QString text = segment.displayName + u'\n' + sizeText(segment.allocatedSize)
+        + QStringLiteral(" • %1%").arg(share, 0, 'f', share < 10 ? 1 : 0);
+    if (segment.kind == SizeMapSunburstSegment::Kind::aggregatedOther)
+        text += QStringLiteral("\n%1 items").arg(segment.itemCount);
+    QToolTip::showText(help->globalPos(), text, this);
+    return true;
+}

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Support/TaskHandle.h"
+
+#include <FileSizeScanner/ScanTree.h>
+#include <SizeMap/SizeMapSunburstSegment.h>
+
+#include <QColor>
+#include <QList>
+#include <QWidget>
+
+#include <optional>
+
+// The sunburst of a scan around its focused folder, drawn with QPainter. The layout
+// is worked out off the main thread from a copy of the tree, and only the newest
+// request lands; a frame only fills the paths of the last layout.
+class SizeMapChartView : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit SizeMapChartView(QWidget* parent = nullptr);
+    ~SizeMapChartView() override;
+
+    void setScene(const ScanTree& tree, const QUuid& focusedNodeID, const std::optional<QUuid>& selectedNodeID);
+    // A node the side list points at, drawn as if hovered.
+    void setHighlightedNode(const std::optional<QUuid>& id);
+
+    const QList<SizeMapSunburstSegment>& segments() const { return segments_; }
+    // Whether a layout is still being worked out for the newest scene.
+    bool isLayingOut() const { return layoutTask_.isValid(); }
+
+signals:
+    void nodeClicked(const QUuid& id);
+    void centerClicked();
+    void hoveredNodeChanged(const std::optional<QUuid>& id);
+    void segmentsChanged(int count);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    bool event(QEvent* event) override;
+
+private:
+    QRectF chartArea() const;
+    std::optional<qsizetype> segmentAt(QPointF point, bool forClick) const;
+    bool isOnCenter(QPointF point) const;
+    void setHovered(const std::optional<QUuid>& id);
+    void paintCenter(QPainter& painter) const;
+
+    ScanTree tree_;
+    QUuid focusedNodeID_;
+    std::optional<QUuid> selectedNodeID_;
+    std::optional<QUuid> hoveredNodeID_;
+    std::optional<QUuid> highlightedNodeID_;
+    QString layoutKey_;
+    QList<SizeMapSunburstSegment> segments_;
+    QList<QColor> colors_;
+    TaskHandle layoutTask_;
+};

@@ -1,0 +1,225 @@
+#include "Views/SizeMapView.h"
+
+#include "PathKit/FilePaths.h"
+#include "State/SizeMapSession.h"
+#include "State/VelmoStore.h"
+#include "Support/ByteCountFormatter.h"
+#include "Views/SizeMapChartView.h"
+
+#include <SizeMap/SizeMapNodeColor.h>
+
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPainter>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSplitter>
+#include <QToolButton>
+#include <QTreeWidget>
+
+namespace {
+
+constexpr int kNodeIDRole = Qt::UserRole + 1;
+
+QIcon swatch(const QColor& color)
+{
+    QPixmap pixmap(12, 12);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    painter.drawRoundedRect(QRectF(0.5, 0.5, 11, 11), 3, 3);
+    return QIcon(pixmap);
+}
+
+QString sizeText(qint64 bytes)
+{
+    return bytes == 0 ? QStringLiteral("0 KB") : ByteCountFormatter::string(bytes);
+}
+
+} // namespace
+
+SizeMapView::SizeMapView(VelmoStore* app, SizeMapSession* session, QWidget* parent)
+    : QWidget(parent), app_(app), session_(session)
+{
+    setObjectName(QStringLiteral("sizeMap"));
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(8, 6, 8, 6);
+
+    auto* top = new QHBoxLayout;
+    crumbs_ = new QHBoxLayout;
+    crumbs_->setSpacing(2);
+    top->addLayout(crumbs_);
+    top->addStretch(1);
+    auto button = [this, top](const QString& title, const char* name) {
+        auto* b = new QPushButton(title, this);
+        b->setObjectName(QString::fromLatin1(name));
+        top->addWidget(b);
+        return b;
+    };
+    reveal_ = button(QStringLiteral("Reveal in Pane"), "revealInPane");
+    trash_ = button(QStringLiteral("Move to Trash"), "moveToTrash");
+    stop_ = button(QStringLiteral("Stop"), "stopScan");
+    rescan_ = button(QStringLiteral("Rescan"), "rescan");
+    layout->addLayout(top);
+
+    auto* statusLine = new QHBoxLayout;
+    status_ = new QLabel(this);
+    status_->setObjectName(QStringLiteral("sizeMapStatus"));
+    progress_ = new QProgressBar(this);
+    progress_->setRange(0, 0);
+    progress_->setMaximumHeight(6);
+    progress_->setTextVisible(false);
+    statusLine->addWidget(status_, 1);
+    statusLine->addWidget(progress_, 1);
+    layout->addLayout(statusLine);
+
+    auto* split = new QSplitter(this);
+    chart_ = new SizeMapChartView(split);
+    list_ = new QTreeWidget(split);
+    list_->setObjectName(QStringLiteral("sizeMapChildren"));
+    list_->setRootIsDecorated(false);
+    list_->setHeaderLabels({QStringLiteral("Name"), QStringLiteral("Size"), QStringLiteral("Share")});
+    list_->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+    list_->setMouseTracking(true);
+    split->addWidget(chart_);
+    split->addWidget(list_);
+    split->setStretchFactor(0, 3);
+    split->setStretchFactor(1, 2);
+    layout->addWidget(split, 1);
+
+    connect(stop_, &QPushButton::clicked, this, [this] {
+        if (session_) session_->stopScan(SizeMapSession::kStoppedMessage);
+    });
+    connect(rescan_, &QPushButton::clicked, this, [this] {
+        if (session_) session_->startScan();
+    });
+    connect(reveal_, &QPushButton::clicked, this, [this] { revealSelectionInPane(false); });
+    connect(trash_, &QPushButton::clicked, this, [this] { revealSelectionInPane(true); });
+    connect(chart_, &SizeMapChartView::nodeClicked, this, [this](const QUuid& id) {
+        if (session_) session_->openOrSelectNode(id);
+    });
+    connect(chart_, &SizeMapChartView::centerClicked, this, [this] {
+        if (session_) session_->focusParentOrSelf();
+    });
+    connect(chart_, &SizeMapChartView::segmentsChanged, this, [this](int count) {
+        if (session_) session_->reportSegmentsDrawn(count);
+    });
+    connect(list_, &QTreeWidget::itemEntered, this, [this](QTreeWidgetItem* item) {
+        chart_->setHighlightedNode(item->data(0, kNodeIDRole).toUuid());
+    });
+    connect(list_, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) {
+        if (session_) session_->openOrSelectNode(item->data(0, kNodeIDRole).toUuid());
+    });
+    connect(session, &SizeMapSession::scanStateChanged, this, &SizeMapView::showScanState);
+    connect(session, &SizeMapSession::focusChanged, this, &SizeMapView::showFocus);
+    connect(session, &SizeMapSession::folderChanged, this, &SizeMapView::showFocus);
+    showScanState();
+}
+
+void SizeMapView::showScanState()
+{
+    if (!session_) return;
+    const bool scanning = session_->isScanning();
+    stop_->setEnabled(scanning);
+    progress_->setVisible(scanning);
+    QString status = session_->chromeStatus();
+    if (scanning)
+        status = QStringLiteral("%1 items • %2 folders • %3 • %4")
+                     .arg(session_->itemsScanned())
+                     .arg(session_->foldersScanned())
+                     .arg(sizeText(session_->sizeSoFar()))
+                     .arg(session_->progressText());
+    else if (session_->errorMessage())
+        status = *session_->errorMessage() + QStringLiteral("  ") + status;
+    status_->setText(status);
+    showFocus();
+}
+
+void SizeMapView::showFocus()
+{
+    if (!session_) return;
+    const auto& tree = session_->tree();
+    if (tree && session_->focusedNodeID()) chart_->setScene(*tree, *session_->focusedNodeID(), session_->selectedNodeID());
+    else chart_->setScene(ScanTree {}, QUuid(), std::nullopt);
+    const bool selectedFile = session_->selectedNode().has_value();
+    reveal_->setEnabled(selectedFile);
+    trash_->setEnabled(selectedFile && session_->selectedNode()->parentID.has_value());
+    rebuildBreadcrumbs();
+    rebuildChildList();
+}
+
+void SizeMapView::rebuildBreadcrumbs()
+{
+    while (QLayoutItem* item = crumbs_->takeAt(0)) {
+        delete item->widget();
+        delete item;
+    }
+    const auto entries = session_->displayBreadcrumbs();
+    for (qsizetype i = 0; i < entries.size(); ++i) {
+        if (i > 0) crumbs_->addWidget(new QLabel(QStringLiteral("›"), this));
+        auto* crumb = new QToolButton(this);
+        crumb->setAutoRaise(true);
+        crumb->setText(entries[i].title);
+        QFont font = crumb->font();
+        font.setBold(entries[i].isActive);
+        crumb->setFont(font);
+        connect(crumb, &QToolButton::clicked, this, [this, entry = entries[i]] {
+            if (session_) session_->activateBreadcrumb(entry);
+        });
+        crumbs_->addWidget(crumb);
+    }
+}
+
+void SizeMapView::rebuildChildList()
+{
+    list_->clear();
+    const auto focused = session_->focusedNode();
+    if (!focused || !session_->tree()) return;
+    const qint64 total = std::max<qint64>(focused->allocatedSize, 1);
+    QList<QTreeWidgetItem*> items;
+    for (const ScanNodeRecord& child : session_->focusedChildren()) {
+        auto* item = new QTreeWidgetItem;
+        item->setText(0, FilePaths::displayName(child.displayName));
+        item->setIcon(0, swatch(SizeMapNodeColor::color(child.displayName)));
+        item->setText(1, sizeText(child.allocatedSize));
+        item->setText(2, QStringLiteral("%1%").arg(100.0 * double(child.allocatedSize) / double(total), 0, 'f', 1));
+        item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
+        item->setTextAlignment(2, Qt::AlignRight | Qt::AlignVCenter);
+        item->setData(0, kNodeIDRole, child.id);
+        item->setToolTip(0, child.url);
+        items.append(item);
+        // A folder of a million files must not fill the list with a million rows.
+        if (items.size() == 500) break;
+    }
+    list_->addTopLevelItems(items);
+}
+
+// Reveal and trash go through a browser pane, so that the pane's undo covers the trash.
+void SizeMapView::revealSelectionInPane(bool thenTrash)
+{
+    if (!app_ || !session_) return;
+    const auto node = session_->selectedNode();
+    if (!node) return;
+    const QString url = node->url;
+    FilePaneStore* pane = app_->revealInBrowserPane(url, session_->originBrowserTabID());
+    if (!pane || !thenTrash) return;
+    if (!pane->isLoading()) {
+        if (pane->selectedEntryIDs() == QSet<QString> {url}) {
+            pane->moveSelectionToTrash();
+            session_->startScan();
+        }
+        return;
+    }
+    // Trash once the pane shows the item selected; its own flow records the undo.
+    auto connection = std::make_shared<QMetaObject::Connection>();
+    *connection = connect(pane, &FilePaneStore::loadStateChanged, this, [this, pane, url, connection] {
+        if (pane->isLoading()) return;
+        disconnect(*connection);
+        if (pane->selectedEntryIDs() != QSet<QString> {url}) return;
+        pane->moveSelectionToTrash();
+        if (session_) session_->startScan();
+    });
+}
