@@ -65,6 +65,19 @@ bool firstListingsLanded(const VelmoStore& store)
     return true;
 }
 
+// Folder sizes, content counts and the triangles of folders fill in right after
+// the listings; a picture of the window waits for them.
+bool backgroundWorkSettled(const VelmoStore& store)
+{
+    const WindowTab* tab = store.activeTab();
+    if (!tab || !tab->browserPanes()) return true;
+    for (const FilePaneStore* pane : {tab->browserPanes()->leftPane(), tab->browserPanes()->rightPane()})
+        if (pane->isCalculatingFolderSizes() || pane->isCountingFolderContents() || pane->inlineProbesInFlight() > 0
+            || pane->inlineProbesQueued() > 0 || !pane->inlineTree().loadingFolderPaths.isEmpty())
+            return false;
+    return true;
+}
+
 // Each file is replaced whole (written aside, then renamed), so that a reader
 // watching it for a rewrite never sees half of one.
 bool writeOutputs(const Options& options, MainWindow& window, const VelmoStore& store)
@@ -190,9 +203,19 @@ int VelmoApplication::run(int argc, char** argv)
     QElapsedTimer waited;
     waited.start();
     QTimer poll;
+    std::optional<qint64> listedAt;
+    int settledPolls = 0;
     QObject::connect(&poll, &QTimer::timeout, &app, [&] {
         const bool timedOut = waited.elapsed() > 60'000;
         if (!firstListingsLanded(*store) && !timedOut) return;
+        if (!listedAt) listedAt = waited.elapsed();
+        // At most 3 s more, and settled over a few polls: a probe is asked for only
+        // once the list has been laid out.
+        if (!timedOut && waited.elapsed() - *listedAt < 3'000) {
+            QCoreApplication::processEvents();
+            settledPolls = backgroundWorkSettled(*store) ? settledPolls + 1 : 0;
+            if (settledPolls < 5) return;
+        }
         poll.stop();
         // Let the views take the last commits before the picture is taken.
         QCoreApplication::processEvents();
