@@ -75,6 +75,13 @@ void SizeMapChartView::setScene(const ScanTree& tree, const QUuid& focusedNodeID
     if (selectionChanged) update();
 }
 
+std::optional<QColor> SizeMapChartView::colorOf(const QUuid& nodeID) const
+{
+    for (qsizetype i = 0; i < segments_.size(); ++i)
+        if (segments_[i].backingNodeID == nodeID) return colors_.value(i);
+    return std::nullopt;
+}
+
 void SizeMapChartView::setHighlightedNode(const std::optional<QUuid>& id)
 {
     if (id == highlightedNodeID_) return;

@@ -26,6 +26,8 @@ public:
     void setHighlightedNode(const std::optional<QUuid>& id);
 
     const QList<SizeMapSunburstSegment>& segments() const { return segments_; }
+    // The colour the chart gives a node, if it draws it.
+    std::optional<QColor> colorOf(const QUuid& nodeID) const;
     // Whether a layout is still being worked out for the newest scene.
     bool isLayingOut() const { return layoutTask_.isValid(); }
 

@@ -6,8 +6,6 @@
 #include "Support/ByteCountFormatter.h"
 #include "Views/SizeMapChartView.h"
 
-#include <SizeMap/SizeMapNodeColor.h>
-
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -106,6 +104,7 @@ SizeMapView::SizeMapView(VelmoStore* app, SizeMapSession* session, QWidget* pare
     });
     connect(chart_, &SizeMapChartView::segmentsChanged, this, [this](int count) {
         if (session_) session_->reportSegmentsDrawn(count);
+        rebuildChildList();
     });
     connect(list_, &QTreeWidget::itemEntered, this, [this](QTreeWidgetItem* item) {
         chart_->setHighlightedNode(item->data(0, kNodeIDRole).toUuid());
@@ -183,7 +182,8 @@ void SizeMapView::rebuildChildList()
     for (const ScanNodeRecord& child : session_->focusedChildren()) {
         auto* item = new QTreeWidgetItem;
         item->setText(0, FilePaths::displayName(child.displayName));
-        item->setIcon(0, swatch(SizeMapNodeColor::color(child.displayName)));
+        // The chart's own colour; a child too small to be drawn has the list's neutral one.
+        item->setIcon(0, swatch(chart_->colorOf(child.id).value_or(palette().color(QPalette::Mid))));
         item->setText(1, sizeText(child.allocatedSize));
         item->setText(2, QStringLiteral("%1%").arg(100.0 * double(child.allocatedSize) / double(total), 0, 'f', 1));
         item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
