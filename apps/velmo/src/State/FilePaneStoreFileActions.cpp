@@ -598,3 +598,14 @@ std::vector<FileActivityItem> FilePaneStore::activityItems() const
     }
     return items;
 }
+
+void FilePaneStore::cancelActivity(const QString& id)
+{
+    for (const FileActivityItem& item : activityItems()) {
+        if (item.id != id || !item.isCancellable) continue;
+        if (item.cancelTransferOfPane) return cancelActiveTransfer();
+        // The other cancellable item is the user's folder-size calculation.
+        requestedFolderSizeIDs_.clear();
+        return cancelFolderSizeScan(FolderStateDisposal::dropCalculating);
+    }
+}

@@ -464,12 +464,3 @@ std::optional<FileActivityItem> FilePaneStore::folderSizeActivity() const
     item.isCancellable = true;
     return item;
 }
-
-void FilePaneStore::cancelActivity(const QString& id)
-{
-    if (activeTransfer_ && id.contains(QStringLiteral("-transfer-"))) return cancelActiveTransfer();
-    if (auto sizes = folderSizeActivity(); sizes && sizes->id == id) {
-        requestedFolderSizeIDs_.clear();
-        cancelFolderSizeScan(FolderStateDisposal::dropCalculating);
-    }
-}
