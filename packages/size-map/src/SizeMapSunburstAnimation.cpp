@@ -53,4 +53,11 @@ NavigationTransform navigationTransform(double progress)
     return {.scale = 0.94 + 0.06 * p, .rotationDegrees = (1 - p) * -1.4, .opacity = 0.9 + 0.1 * p};
 }
 
+double navigationProgress(std::chrono::nanoseconds elapsed)
+{
+    const double p = std::clamp(std::chrono::duration<double>(elapsed) / std::chrono::duration<double>(navigationDuration),
+                                0.0, 1.0);
+    return p * p * (3 - 2 * p);
+}
+
 } // namespace SizeMapSunburstAnimation

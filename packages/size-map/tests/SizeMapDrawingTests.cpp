@@ -182,6 +182,8 @@ TEST(SizeMapSunburstAnimation, MorphEasesFromTheBestMatchingPreviousSegment)
     EXPECT_EQ(morphProgress(std::chrono::seconds(1)), 1);
     EXPECT_EQ(navigationTransform(0), (NavigationTransform {0.94, -1.4, 0.9}));
     EXPECT_EQ(navigationTransform(1), (NavigationTransform {1, 0, 1}));
+    EXPECT_DOUBLE_EQ(navigationProgress(navigationDuration / 2), 0.5);
+    EXPECT_EQ(navigationProgress(std::chrono::seconds(1)), 1);
 }
 
 } // namespace

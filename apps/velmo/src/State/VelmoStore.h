@@ -96,6 +96,8 @@ public:
     // Stops the transfer shown by the activity item `id`, wherever it runs.
     void cancelActivity(const QString& id);
     std::shared_ptr<FilePasteboardProviding> pasteboard() const { return dependencies_.pasteboard; }
+    // The time animations and debounces run on; a manual one in tests.
+    std::shared_ptr<MonotonicClock> clock() const { return dependencies_.clock; }
 
     // --- shared settings ---
     bool showHiddenFiles() const { return showHiddenFiles_; }

@@ -65,14 +65,53 @@ void SizeMapChartView::setScene(const ScanTree& tree, const QUuid& focusedNodeID
                 layout.colors.append(SizeMapNodeColor::segmentColor(segment, tree));
             return layout;
         },
-        [this](Layout layout) {
+        [this, focusedNodeID](Layout layout) {
             layoutTask_ = {};
-            segments_ = std::move(layout.segments);
-            colors_ = std::move(layout.colors);
-            emit segmentsChanged(int(segments_.size()));
-            update();
+            land(std::move(layout.segments), std::move(layout.colors), focusedNodeID);
         });
     if (selectionChanged) update();
+}
+
+// The new layout morphs from the frame on screen, so that a layout landing in the
+// middle of a morph carries on from where the eye is; a new focus also swings in.
+void SizeMapChartView::land(QList<SizeMapSunburstSegment> segments, QList<QColor> colors, const QUuid& focusedNodeID)
+{
+    const quint64 now = clock_->uptimeNanoseconds();
+    const bool focusMoved = !laidOutFocus_.isNull() && laidOutFocus_ != focusedNodeID;
+    if (drawn_.isEmpty()) {
+        morph_ = {};
+        morphStartedAt_.reset();
+    } else {
+        morph_ = SizeMapSunburstAnimation::Morph(drawn_);
+        morphStartedAt_ = now;
+    }
+    if (focusMoved) navigationStartedAt_ = now;
+    laidOutFocus_ = focusedNodeID;
+    segments_ = std::move(segments);
+    colors_ = std::move(colors);
+    ++animationRun_;
+    advanceAnimations();
+    emit segmentsChanged(int(segments_.size()));
+}
+
+void SizeMapChartView::advanceAnimations()
+{
+    using namespace SizeMapSunburstAnimation;
+    const quint64 now = clock_->uptimeNanoseconds();
+    const auto since = [now](quint64 start) { return std::chrono::nanoseconds(now - start); };
+    const double morph = morphStartedAt_ ? morphProgress(since(*morphStartedAt_)) : 1;
+    drawn_ = morph_.frame(segments_, morph, laidOutFocus_);
+    if (morph >= 1) {
+        morph_ = {};
+        morphStartedAt_.reset();
+    }
+    navigationProgress_ = navigationStartedAt_ ? SizeMapSunburstAnimation::navigationProgress(since(*navigationStartedAt_)) : 1;
+    if (navigationProgress_ >= 1) navigationStartedAt_.reset();
+    update();
+    if (!isAnimating()) return;
+    clock_->runAfter(quint64(std::chrono::nanoseconds(morphTick).count()), this, [this, run = animationRun_] {
+        if (run == animationRun_) advanceAnimations();
+    });
 }
 
 std::optional<QColor> SizeMapChartView::colorOf(const QUuid& nodeID) const
@@ -113,15 +152,24 @@ void SizeMapChartView::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    if (segments_.isEmpty() && !tree_.rootNode()) {
+    if (drawn_.isEmpty() && !tree_.rootNode()) {
         painter.setPen(palette().color(QPalette::PlaceholderText));
         painter.drawText(rect(), Qt::AlignCenter, QStringLiteral("No Size Map"));
         return;
     }
-    const SizeMapSunburstGeometry geometry(chartArea(), segments_);
+    if (navigationProgress_ < 1) {
+        const auto swing = SizeMapSunburstAnimation::navigationTransform(navigationProgress_);
+        const QPointF center = chartArea().center();
+        painter.translate(center);
+        painter.rotate(swing.rotationDegrees);
+        painter.scale(swing.scale, swing.scale);
+        painter.translate(-center);
+        painter.setOpacity(swing.opacity);
+    }
+    const SizeMapSunburstGeometry geometry(chartArea(), drawn_);
     const auto hairline = SizeMapSunburstGeometry::hairlineStroke();
-    for (qsizetype i = 0; i < segments_.size(); ++i) {
-        const SizeMapSunburstSegment& segment = segments_[i];
+    for (qsizetype i = 0; i < drawn_.size(); ++i) {
+        const SizeMapSunburstSegment& segment = drawn_[i];
         const auto& id = segment.backingNodeID;
         const bool selected = id && id == selectedNodeID_;
         const bool hovered = id && (id == hoveredNodeID_ || id == highlightedNodeID_);
@@ -156,11 +204,15 @@ void SizeMapChartView::paintCenter(QPainter& painter) const
     const QRectF inner = box.adjusted(radius * 0.25, radius * 0.3, -radius * 0.25, -radius * 0.3);
     const QString title = QFontMetrics(name).elidedText(node->displayName, Qt::ElideMiddle, int(inner.width()));
     painter.drawText(inner, Qt::AlignHCenter | Qt::AlignTop, title);
+    // The size is the centre's main text: as large as fits, never cut.
+    const QString bytes = sizeText(node->allocatedSize);
     QFont size = font();
     size.setPointSizeF(font().pointSizeF() * 1.6);
+    const double width = QFontMetricsF(size).horizontalAdvance(bytes);
+    if (width > inner.width() && width > 0) size.setPointSizeF(std::max(1.0, size.pointSizeF() * inner.width() / width));
     painter.setFont(size);
     painter.setPen(palette().color(QPalette::Text));
-    painter.drawText(inner, Qt::AlignCenter, sizeText(node->allocatedSize));
+    painter.drawText(inner, Qt::AlignCenter, bytes);
 }
 
 void SizeMapChartView::mouseMoveEvent(QMouseEvent* event)

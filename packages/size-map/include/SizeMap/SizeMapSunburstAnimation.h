@@ -13,6 +13,7 @@ namespace SizeMapSunburstAnimation {
 
 inline constexpr std::chrono::milliseconds morphDuration {280};
 inline constexpr std::chrono::milliseconds morphTick {16};
+inline constexpr std::chrono::milliseconds navigationDuration {350};
 
 // 0 at the start of a morph, 1 from its end on.
 double morphProgress(std::chrono::nanoseconds elapsed);
@@ -46,5 +47,7 @@ struct NavigationTransform {
     bool operator==(const NavigationTransform&) const = default;
 };
 NavigationTransform navigationTransform(double progress);
+// The eased progress of a focus change, 0 at its start and 1 from its end on.
+double navigationProgress(std::chrono::nanoseconds elapsed);
 
 } // namespace SizeMapSunburstAnimation
