@@ -76,6 +76,7 @@ SizeMapView::SizeMapView(VelmoStore* app, SizeMapSession* session, QWidget* pare
 
     auto* split = new QSplitter(this);
     chart_ = new SizeMapChartView(split);
+    if (app_) chart_->setClock(app_->clock());
     list_ = new QTreeWidget(split);
     list_->setObjectName(QStringLiteral("sizeMapChildren"));
     list_->setRootIsDecorated(false);
@@ -152,11 +153,14 @@ void SizeMapView::showFocus()
 
 void SizeMapView::rebuildBreadcrumbs()
 {
+    // Scan updates come several times a second; the bar only changes with the focus.
+    const auto entries = session_->displayBreadcrumbs();
+    if (entries == breadcrumbs_) return;
+    breadcrumbs_ = entries;
     while (QLayoutItem* item = crumbs_->takeAt(0)) {
         delete item->widget();
         delete item;
     }
-    const auto entries = session_->displayBreadcrumbs();
     for (qsizetype i = 0; i < entries.size(); ++i) {
         if (i > 0) crumbs_->addWidget(new QLabel(QStringLiteral("›"), this));
         auto* crumb = new QToolButton(this);
@@ -207,10 +211,7 @@ void SizeMapView::revealSelectionInPane(bool thenTrash)
     FilePaneStore* pane = app_->revealInBrowserPane(url, session_->originBrowserTabID());
     if (!pane || !thenTrash) return;
     if (!pane->isLoading()) {
-        if (pane->selectedEntryIDs() == QSet<QString> {url}) {
-            pane->moveSelectionToTrash();
-            session_->startScan();
-        }
+        if (pane->selectedEntryIDs() == QSet<QString> {url}) trashInPane(pane);
         return;
     }
     // Trash once the pane shows the item selected; its own flow records the undo.
@@ -218,8 +219,23 @@ void SizeMapView::revealSelectionInPane(bool thenTrash)
     *connection = connect(pane, &FilePaneStore::loadStateChanged, this, [this, pane, url, connection] {
         if (pane->isLoading()) return;
         disconnect(*connection);
-        if (pane->selectedEntryIDs() != QSet<QString> {url}) return;
-        pane->moveSelectionToTrash();
+        if (pane->selectedEntryIDs() == QSet<QString> {url}) trashInPane(pane);
+    });
+}
+
+// The trash runs off the main thread; the map scans again once it has ended, so
+// that the new scan no longer finds what went.
+void SizeMapView::trashInPane(FilePaneStore* pane)
+{
+    pane->moveSelectionToTrash();
+    if (!pane->isBusy()) {
+        if (session_) session_->startScan();
+        return;
+    }
+    auto connection = std::make_shared<QMetaObject::Connection>();
+    *connection = connect(pane, &FilePaneStore::activeOperationChanged, this, [this, pane, connection] {
+        if (pane->isBusy()) return;
+        disconnect(*connection);
         if (session_) session_->startScan();
     });
 }

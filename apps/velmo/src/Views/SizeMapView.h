@@ -1,15 +1,17 @@
 #pragma once
 
+#include "State/SizeMapSession.h"
+
 #include <QPointer>
 #include <QWidget>
 
+class FilePaneStore;
 class QHBoxLayout;
 class QLabel;
 class QProgressBar;
 class QPushButton;
 class QTreeWidget;
 class SizeMapChartView;
-class SizeMapSession;
 class VelmoStore;
 
 // A size-map tab: the path bar, the chart with the focused folder's children beside
@@ -31,6 +33,7 @@ private:
     void rebuildBreadcrumbs();
     void rebuildChildList();
     void revealSelectionInPane(bool thenTrash);
+    void trashInPane(FilePaneStore* pane);
 
     QPointer<VelmoStore> app_;
     QPointer<SizeMapSession> session_;
@@ -43,4 +46,5 @@ private:
     QPushButton* trash_;
     SizeMapChartView* chart_;
     QTreeWidget* list_;
+    QList<SizeMapBreadcrumbEntry> breadcrumbs_;
 };
