@@ -1,12 +1,16 @@
 #include "App/VelmoApplication.h"
 
 #include "App/StateDump.h"
+#include "PathKit/FilePaths.h"
+#include "State/SizeMapSession.h"
 #include "State/VelmoStore.h"
 #include "Support/InMemoryDefaultsStore.h"
 #include "Support/SettingsDefaultsStore.h"
 #include "Views/MainWindow.h"
+#include "Views/SizeMapChartView.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QSaveFile>
@@ -25,6 +29,8 @@ struct Options {
     QString screenshotPath;
     QString dumpStatePath;
     QStringList paths;
+    // A folder whose size map opens in a tab of its own after start-up.
+    QString sizeMapPath;
     // Stay open after the first outputs and write them again on SIGUSR1.
     bool keepRunning = false;
     // Scripted runs use in-memory settings and never touch the user's.
@@ -43,6 +49,11 @@ std::optional<Options> parse(int argc, char** argv)
         } else if (arg == u"--screenshot" || arg == u"--dump-state") {
             std::fprintf(stderr, "velmo: %s needs a file name\n", argv[i]);
             return std::nullopt;
+        } else if (arg == u"--size-map" && i + 1 < argc) {
+            options.sizeMapPath = QDir::current().absoluteFilePath(QString::fromLocal8Bit(argv[++i]));
+        } else if (arg == u"--size-map") {
+            std::fprintf(stderr, "velmo: --size-map needs a folder\n");
+            return std::nullopt;
         } else if (arg == u"--keep-running") {
             options.keepRunning = true;
         } else if (!arg.startsWith(u'-')) {
@@ -53,10 +64,12 @@ std::optional<Options> parse(int argc, char** argv)
     return options;
 }
 
-// Every browser pane of the active tab has its first listing (or its failure).
+// Every browser pane of the active tab has its first listing (or its failure); a
+// size map has finished its scan.
 bool firstListingsLanded(const VelmoStore& store)
 {
     const WindowTab* tab = store.activeTab();
+    if (const SizeMapSession* session = tab ? tab->sizeMapSession() : nullptr) return !session->isScanning();
     if (!tab || !tab->browserPanes()) return true;
     for (const FilePaneStore* pane : {tab->browserPanes()->leftPane(), tab->browserPanes()->rightPane()}) {
         const auto kind = pane->loadState().kind;
@@ -67,8 +80,11 @@ bool firstListingsLanded(const VelmoStore& store)
 
 // Folder sizes, content counts and the triangles of folders fill in right after
 // the listings; a picture of the window waits for them.
-bool backgroundWorkSettled(const VelmoStore& store)
+bool backgroundWorkSettled(const VelmoStore& store, const MainWindow& window)
 {
+    // A size map is drawn once its last layout has landed and stopped moving.
+    for (const SizeMapChartView* chart : window.findChildren<SizeMapChartView*>())
+        if (chart->isVisible() && (chart->isLayingOut() || chart->isAnimating())) return false;
     const WindowTab* tab = store.activeTab();
     if (!tab || !tab->browserPanes()) return true;
     for (const FilePaneStore* pane : {tab->browserPanes()->leftPane(), tab->browserPanes()->rightPane()})
@@ -182,7 +198,10 @@ int VelmoApplication::run(int argc, char** argv)
     QuitAfterFirstPaint quitAfterFirstPaint;
     if (qEnvironmentVariableIsSet("VELMO_QUIT_AFTER_FIRST_PAINT")) window.installEventFilter(&quitAfterFirstPaint);
     window.show();
-    QTimer::singleShot(0, store.get(), [&store] { store->loadInitialPanes(); });
+    QTimer::singleShot(0, store.get(), [&store, &options] {
+        store->loadInitialPanes();
+        if (!options->sizeMapPath.isEmpty()) store->openSizeMapTab(FilePaths::standardized(options->sizeMapPath), true);
+    });
     // SIGTERM and SIGINT end the program as closing the window does: running
     // operations stop cleanly and the session is saved.
     QSocketNotifier signalNotifier(OutputSignal::pipeFDs[0], QSocketNotifier::Read);
@@ -213,7 +232,7 @@ int VelmoApplication::run(int argc, char** argv)
         // once the list has been laid out.
         if (!timedOut && waited.elapsed() - *listedAt < 3'000) {
             QCoreApplication::processEvents();
-            settledPolls = backgroundWorkSettled(*store) ? settledPolls + 1 : 0;
+            settledPolls = backgroundWorkSettled(*store, window) ? settledPolls + 1 : 0;
             if (settledPolls < 5) return;
         }
         poll.stop();
