@@ -16,7 +16,7 @@ namespace {
 ProgressSnapshot progressOf(const sg_scan_result_t* result, std::optional<QString> currentURL)
 {
     return {sg_get_items_scanned(result), sg_get_dirs_scanned(result), sg_get_files_scanned(result),
-            sg_get_unreadable_count(result), std::move(currentURL)};
+            sg_get_unreadable_count(result), std::move(currentURL), qint64(sg_get_allocated_scanned(result))};
 }
 
 // Runs beside the walk: progress every interval and a live tree while the snapshot still

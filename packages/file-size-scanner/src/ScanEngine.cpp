@@ -23,6 +23,7 @@ struct ProgressCounters {
     int directoriesScanned = 0;
     int filesScanned = 0;
     int unreadableCount = 0;
+    qint64 allocatedSize = 0;
 };
 
 // Counters shared by the folders read in parallel, and the stream they report on.
@@ -40,6 +41,7 @@ public:
         counters_.directoriesScanned += delta.directoriesScanned;
         counters_.filesScanned += delta.filesScanned;
         counters_.unreadableCount += delta.unreadableCount;
+        counters_.allocatedSize += delta.allocatedSize;
     }
 
     ProgressCounters counters() const
@@ -52,7 +54,7 @@ public:
     {
         const ProgressCounters now = counters();
         channel_.send({ProgressSnapshot {now.itemsScanned, now.directoriesScanned, now.filesScanned,
-                                         now.unreadableCount, std::move(currentURL)}});
+                                         now.unreadableCount, std::move(currentURL), now.allocatedSize}});
     }
 
 private:
@@ -127,7 +129,7 @@ public:
             }
             ScanNodeRecord record = recordFor(entry, parentID);
             if (record.kind == ScanNodeKind::package && !sizePackage(record)) return std::unexpected(Cancelled {});
-            progress_.add({.itemsScanned = 1});
+            progress_.add({.itemsScanned = 1, .allocatedSize = record.allocatedSize});
             if (record.kind == ScanNodeKind::directory) {
                 progress_.add({.directoriesScanned = 1});
                 queued.emplace_back(record.id, entry.url);

@@ -56,6 +56,7 @@ typedef struct sg_scan_lock {
     size_t usable_bytes;    /* the part of the reservation that may be written */
     size_t populated_bytes; /* the part made present ahead of the writers */
     int32_t pending[MAX_THREADS];
+    uint64_t allocated_scanned; /* progress only: added to without the mutex */
 } sg_scan_lock_t;
 
 struct sg_mount_check {
@@ -149,6 +150,12 @@ int32_t sg_get_unreadable_count(const sg_scan_result_t* result)
 static sg_scan_lock_t* scan_lock(const sg_scan_result_t* result)
 {
     return (sg_scan_lock_t*)__atomic_load_n(&result->_scan_mutex, __ATOMIC_ACQUIRE);
+}
+
+uint64_t sg_get_allocated_scanned(const sg_scan_result_t* result)
+{
+    const sg_scan_lock_t* lock = result ? scan_lock(result) : NULL;
+    return lock ? __atomic_load_n(&lock->allocated_scanned, __ATOMIC_RELAXED) : 0;
 }
 
 static uint8_t obj_type_for_mode(mode_t mode)
@@ -679,11 +686,15 @@ static void scan_one_dir(sg_context_t* context, sg_worker_t* worker, const sg_wo
     int32_t directories = 0;
     if (status == SG_LIST_OK) {
         int32_t sealed = 0;
+        uint64_t allocated = 0;
         for (int32_t i = 0; i < count; i++) {
             const sg_list_entry_t* entry = &worker->lister.entries[i];
             directories += entry->obj_type == SG_OBJ_DIRECTORY && !entry->is_package;
             sealed += entry->obj_type == SG_OBJ_SEALED_DIRECTORY;
+            allocated += entry->allocated_size;
         }
+        sg_scan_lock_t* lock = scan_lock(result);
+        if (lock) __atomic_fetch_add(&lock->allocated_scanned, allocated, __ATOMIC_RELAXED);
         add_counter(&result->_items_scanned, count);
         add_counter(&result->_files_scanned, count - directories - sealed);
         add_counter(&result->_dirs_scanned, directories + sealed);

@@ -98,6 +98,10 @@ TEST(SgScan, AFinishedWalkIsConsistentCountsLikeDuAndFlagsWhatItFinds)
     EXPECT_EQ(sg_get_dirs_scanned(&scan.result), 4); // root, docs, empty, more; the package counts as a file
     EXPECT_EQ(sg_get_files_scanned(&scan.result), scan.result.node_count - 4);
     EXPECT_EQ(sg_get_unreadable_count(&scan.result), 0);
+    // The running byte count reaches everything but the root folder's own blocks.
+    struct stat root {};
+    ASSERT_EQ(::stat(tree.path().c_str(), &root), 0);
+    EXPECT_EQ(sg_get_allocated_scanned(&scan.result) + uint64_t(root.st_blocks) * 512, scan.result.nodes[0].allocated_size);
     EXPECT_EQ(scan.find("link-to-folder")->obj_type, SG_OBJ_SYMLINK);
     EXPECT_EQ(scan.find("link-to-folder")->logical_size, 2u); // the link's own text, never its target
     EXPECT_EQ(scan.find("pipe")->obj_type, SG_OBJ_OTHER);

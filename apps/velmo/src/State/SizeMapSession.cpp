@@ -335,10 +335,13 @@ int SizeMapSession::foldersScanned() const
     return progressSnapshot_ ? progressSnapshot_->directoriesScanned : 0;
 }
 
+// A live tree holds only the first part of a large scan; the walk's own count of
+// bytes listed covers everything read so far.
 qint64 SizeMapSession::sizeSoFar() const
 {
+    if (summary_) return summary_->totalAllocatedSize;
     const auto root = tree_ ? tree_->rootNode() : std::nullopt;
-    return root ? root->allocatedSize : 0;
+    return std::max(root ? root->allocatedSize : 0, progressSnapshot_ ? progressSnapshot_->allocatedSizeSoFar : 0);
 }
 
 QString SizeMapSession::progressText() const

@@ -127,11 +127,10 @@ void SizeMapView::showScanState()
     progress_->setVisible(scanning);
     QString status = session_->chromeStatus();
     if (scanning)
-        status = QStringLiteral("%1 items • %2 folders • %3 • %4")
-                     .arg(session_->itemsScanned())
+        status = QStringLiteral("%1 • %2 folders • %3")
+                     .arg(session_->progressText())
                      .arg(session_->foldersScanned())
-                     .arg(sizeText(session_->sizeSoFar()))
-                     .arg(session_->progressText());
+                     .arg(sizeText(session_->sizeSoFar()));
     else if (session_->errorMessage())
         status = *session_->errorMessage() + QStringLiteral("  ") + status;
     status_->setText(status);

@@ -87,6 +87,9 @@ int32_t sg_get_items_scanned(const sg_scan_result_t* result);
 int32_t sg_get_dirs_scanned(const sg_scan_result_t* result);
 int32_t sg_get_files_scanned(const sg_scan_result_t* result);
 int32_t sg_get_unreadable_count(const sg_scan_result_t* result);
+/* Bytes allocated to the names listed so far (each name counted, as in the nodes); 0 before
+   a walk has started. */
+uint64_t sg_get_allocated_scanned(const sg_scan_result_t* result);
 
 /*
  * Copies up to `max_nodes` nodes of a running (or finished) scan into `buffer`
