@@ -244,10 +244,8 @@ int VelmoApplication::run(int argc, char** argv)
     });
     poll.start(2);
     if (options->keepRunning)
-        writeAgain = [&] {
-            // Before the first listings land, the first outputs are still to come.
-            if (!poll.isActive()) writeOutputs(*options, window, *store);
-        };
+        // Also before the first outputs: a picture in the middle of a long scan.
+        writeAgain = [&] { writeOutputs(*options, window, *store); };
     const int loopCode = app.exec();
     if (options->keepRunning && exitCode == 0) exitCode = loopCode;
     store->teardown();
