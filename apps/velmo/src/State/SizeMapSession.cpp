@@ -229,6 +229,13 @@ void SizeMapSession::openOrSelectNode(const QUuid& id)
     setFocus(focusedNodeID_, id);
 }
 
+void SizeMapSession::selectNode(const QUuid& id)
+{
+    if (!tree_ || !tree_->node(id)) return;
+    wantedSelectionID_ = id;
+    setFocus(focusedNodeID_, id);
+}
+
 void SizeMapSession::focusNode(const QUuid& id)
 {
     const auto node = tree_ ? tree_->node(id) : std::nullopt;

@@ -70,6 +70,8 @@ public:
     void scanFolder(const QString& url);
     // A folder with children is focused; anything else is only selected.
     void openOrSelectNode(const QUuid& id);
+    // Selects without moving the focus (a row of the side list).
+    void selectNode(const QUuid& id);
     void focusNode(const QUuid& id);
     void focusParent();
     // The chart's centre button: up one level, or at the root, select the root.

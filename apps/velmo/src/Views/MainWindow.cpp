@@ -169,8 +169,16 @@ void MainWindow::buildCommands()
     edit->addSeparator();
     add(edit, QStringLiteral("Rename..."), {QKeySequence(Qt::Key_F2)}, onPane(&FilePaneCommands::rename),
         [commands] { return commands() && commands()->canRename(); });
+    // Refresh, Move to Trash and Parent Folder mean the same in a size map.
     add(edit, QStringLiteral("Move to Trash"), {QKeySequence(Qt::Key_Delete)},
-        routed(Route::deleteForward, &FilePaneCommands::moveToTrash), hasSelection);
+        [this, inPane = routed(Route::deleteForward, &FilePaneCommands::moveToTrash)] {
+            if (auto* map = activeSizeMapView()) map->trashSelection();
+            else inPane();
+        },
+        [this, hasSelection] {
+            auto* map = activeSizeMapView();
+            return map ? map->canTrashSelection() : hasSelection();
+        });
     edit->addSeparator();
     add(edit, QStringLiteral("Filter by Name"), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_F)}, [this] {
         if (auto* view = activePaneView()) view->focusFilter();
@@ -186,8 +194,9 @@ void MainWindow::buildCommands()
     });
     SidebarView::bindToggleAction(store_, add(view, QString(), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_S)},
                                               [this] { store_->toggleSidebarVisibility(); }));
-    add(view, QStringLiteral("Refresh"), {QKeySequence(Qt::CTRL | Qt::Key_R), QKeySequence(Qt::Key_F5)}, [pane] {
-        if (auto* target = pane()) target->navigate(target->currentURL(), false, true);
+    add(view, QStringLiteral("Refresh"), {QKeySequence(Qt::CTRL | Qt::Key_R), QKeySequence(Qt::Key_F5)}, [this, pane] {
+        if (auto* map = activeSizeMapView()) map->rescan();
+        else if (auto* target = pane()) target->navigate(target->currentURL(), false, true);
     });
     add(view, QStringLiteral("Calculate Folder Sizes"), {}, onPane(&FilePaneCommands::calculateFolderSizes),
         [pane] { return pane() != nullptr; });
@@ -203,7 +212,10 @@ void MainWindow::buildCommands()
         [this] { store_->goForwardInActivePane(); }, [pane] { return pane() && !pane()->forwardStack().isEmpty(); });
     add(go, QStringLiteral("Parent Folder"),
         {QKeySequence(Qt::ALT | Qt::Key_Up), QKeySequence(Qt::CTRL | Qt::Key_Up), QKeySequence(Qt::CTRL | Qt::Key_Left)},
-        [this] { store_->goUpInPane(store_->activePaneID()); });
+        [this] {
+            if (auto* map = activeSizeMapView()) map->goUp();
+            else store_->goUpInPane(store_->activePaneID());
+        });
     add(go, QStringLiteral("Enter Folder"), {QKeySequence(Qt::CTRL | Qt::Key_Right)},
         [this] { store_->enterFolderInActivePane(); }, [pane] { return pane() && pane()->canEnterFolder(); });
     go->addSeparator();
@@ -300,6 +312,11 @@ void MainWindow::updateTitles()
 BrowserTabView* MainWindow::activeBrowserView() const
 {
     return qobject_cast<BrowserTabView*>(content_->currentWidget());
+}
+
+SizeMapView* MainWindow::activeSizeMapView() const
+{
+    return qobject_cast<SizeMapView*>(content_->currentWidget());
 }
 
 FilePaneView* MainWindow::activePaneView() const

@@ -9,6 +9,7 @@
 
 class BrowserTabView;
 class FilePaneView;
+class SizeMapView;
 class QStackedWidget;
 class QTabBar;
 class VelmoStore;
@@ -23,6 +24,7 @@ public:
     QTabBar* tabBar() const { return tabBar_; }
     BrowserTabView* activeBrowserView() const;
     FilePaneView* activePaneView() const;
+    SizeMapView* activeSizeMapView() const;
     // Closes without asking: running operations are stopped first (a signal to end).
     void closeStoppingOperations();
 

@@ -12,6 +12,7 @@
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSplitter>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -92,11 +93,9 @@ SizeMapView::SizeMapView(VelmoStore* app, SizeMapSession* session, QWidget* pare
     connect(stop_, &QPushButton::clicked, this, [this] {
         if (session_) session_->stopScan(SizeMapSession::kStoppedMessage);
     });
-    connect(rescan_, &QPushButton::clicked, this, [this] {
-        if (session_) session_->startScan();
-    });
+    connect(rescan_, &QPushButton::clicked, this, &SizeMapView::rescan);
     connect(reveal_, &QPushButton::clicked, this, [this] { revealSelectionInPane(false); });
-    connect(trash_, &QPushButton::clicked, this, [this] { revealSelectionInPane(true); });
+    connect(trash_, &QPushButton::clicked, this, &SizeMapView::trashSelection);
     connect(chart_, &SizeMapChartView::nodeClicked, this, [this](const QUuid& id) {
         if (session_) session_->openOrSelectNode(id);
     });
@@ -113,10 +112,47 @@ SizeMapView::SizeMapView(VelmoStore* app, SizeMapSession* session, QWidget* pare
     connect(list_, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) {
         if (session_) session_->openOrSelectNode(item->data(0, kNodeIDRole).toUuid());
     });
+    connect(list_, &QTreeWidget::itemClicked, this, [this](QTreeWidgetItem* item) {
+        if (session_) session_->selectNode(item->data(0, kNodeIDRole).toUuid());
+    });
+
+    // Refresh, Move to Trash and Parent Folder come from the window's menus; these
+    // two keys belong to the tab alone.
+    const auto key = [this](const QKeySequence& sequence, std::function<void()> action) {
+        auto* shortcut = new QShortcut(sequence, this);
+        shortcut->setContext(Qt::WidgetWithChildrenShortcut);
+        connect(shortcut, &QShortcut::activated, this, action);
+    };
+    key(QKeySequence(Qt::Key_Backspace), [this] { goUp(); });
+    key(QKeySequence(Qt::Key_Escape), [this] {
+        if (session_ && session_->isScanning()) session_->stopScan(SizeMapSession::kStoppedMessage);
+    });
     connect(session, &SizeMapSession::scanStateChanged, this, &SizeMapView::showScanState);
     connect(session, &SizeMapSession::focusChanged, this, &SizeMapView::showFocus);
     connect(session, &SizeMapSession::folderChanged, this, &SizeMapView::showFocus);
     showScanState();
+}
+
+void SizeMapView::rescan()
+{
+    if (session_) session_->startScan();
+}
+
+void SizeMapView::goUp()
+{
+    if (session_) session_->focusParentOrSelf();
+}
+
+// The root of the scan is never trashed from its own map.
+bool SizeMapView::canTrashSelection() const
+{
+    const auto node = session_ ? session_->selectedNode() : std::nullopt;
+    return node && node->parentID.has_value();
+}
+
+void SizeMapView::trashSelection()
+{
+    if (canTrashSelection()) revealSelectionInPane(true);
 }
 
 void SizeMapView::showScanState()
@@ -145,7 +181,7 @@ void SizeMapView::showFocus()
     else chart_->setScene(ScanTree {}, QUuid(), std::nullopt);
     const bool selectedFile = session_->selectedNode().has_value();
     reveal_->setEnabled(selectedFile);
-    trash_->setEnabled(selectedFile && session_->selectedNode()->parentID.has_value());
+    trash_->setEnabled(canTrashSelection());
     rebuildBreadcrumbs();
     rebuildChildList();
 }

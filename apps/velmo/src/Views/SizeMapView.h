@@ -27,6 +27,13 @@ public:
     SizeMapChartView* chart() const { return chart_; }
     QTreeWidget* childList() const { return list_; }
 
+    void rescan();
+    // Up one level, or at the root, select the root.
+    void goUp();
+    bool canTrashSelection() const;
+    // Through a browser pane's own trash, so that its undo brings the item back.
+    void trashSelection();
+
 private:
     void showScanState();
     void showFocus();
