@@ -234,6 +234,10 @@ void SizeMapView::rebuildChildList()
         if (items.size() == 500) break;
     }
     list_->addTopLevelItems(items);
+    // The chart's selection, when it is one of these rows.
+    const auto selected = session_->selectedNodeID();
+    for (QTreeWidgetItem* item : items)
+        if (selected && item->data(0, kNodeIDRole).toUuid() == *selected) list_->setCurrentItem(item);
 }
 
 // Reveal and trash go through a browser pane, so that the pane's undo covers the trash.
