@@ -253,6 +253,38 @@ QJsonObject StateDump::dumpPane(const FilePaneStore& pane, const VelmoViewOption
     return out;
 }
 
+QJsonObject StateDump::dumpSearch(const SearchSession& session)
+{
+    QJsonObject out {{"query", session.query()},
+                     {"mode", FileSearchTargets::rawValue(session.searchTarget())},
+                     {"scope", session.folderURL()},
+                     {"status", session.statusText()},
+                     {"isSearching", session.isSearching()},
+                     {"elapsedSeconds", session.elapsedSearchTime()},
+                     {"generation", session.searchGeneration()},
+                     {"resultCount", qint64(session.results().size())}};
+    if (const auto& progress = session.latestProgress()) {
+        out["skipped"] = progress->skippedItemCount;
+        out["phase"] = progress->phase == FileSearchPhase::indexed ? "indexed" : "recursive";
+        out["didReachLimit"] = progress->didReachLimit;
+    }
+    static constexpr const char* columns[] = {"name", "kind", "path"};
+    out["sortColumn"] = columns[int(session.sortColumn())];
+    out["sortAscending"] = session.sortAscending();
+    if (session.selectedResultID()) out["selectedResult"] = *session.selectedResultID();
+    // The first rows as the list shows them, sorted.
+    QJsonArray first;
+    for (const FileSearchResult& result : session.sortedResults()) {
+        if (first.size() == 50) break;
+        QJsonObject row {{"name", result.name}, {"path", result.url}, {"folder", result.parentPath},
+                         {"isDirectory", result.isDirectory}};
+        if (result.localizedKind) row["kind"] = *result.localizedKind;
+        first.append(row);
+    }
+    out["firstResults"] = first;
+    return out;
+}
+
 QJsonObject StateDump::dump(const VelmoStore& store)
 {
     QJsonObject out;
@@ -268,6 +300,9 @@ QJsonObject StateDump::dump(const VelmoStore& store)
         } else if (const SizeMapSession* session = tab->sizeMapSession()) {
             item["kind"] = "sizeMap";
             item["sizeMap"] = dumpSizeMap(*session);
+        } else if (const SearchSession* session = tab->searchSession()) {
+            item["kind"] = "search";
+            item["search"] = dumpSearch(*session);
         } else {
             item["kind"] = "settings";
         }
@@ -294,6 +329,10 @@ QJsonObject StateDump::dump(const VelmoStore& store)
         } else if (const auto* sizeMap = std::get_if<ClosedWindowTab::SizeMap>(&tab.kind)) {
             item["kind"] = "sizeMap";
             item["folder"] = sizeMap->folderURL;
+        } else if (const auto* search = std::get_if<ClosedWindowTab::Search>(&tab.kind)) {
+            item["kind"] = "search";
+            item["folder"] = search->folderURL;
+            item["query"] = search->query;
         } else {
             item["kind"] = "settings";
         }

@@ -5,6 +5,7 @@
 #include <QJsonObject>
 
 class FilePaneStore;
+class SearchSession;
 class SizeMapSession;
 class VelmoStore;
 
@@ -17,4 +18,6 @@ public:
     // A size map tab: root, scan state and counters, totals, focus, selection,
     // breadcrumbs, and how many segments its chart last drew (0 before any).
     static QJsonObject dumpSizeMap(const SizeMapSession& session);
+    // A search tab: query, mode, scope, status, result count and the first results.
+    static QJsonObject dumpSearch(const SearchSession& session);
 };

@@ -20,6 +20,8 @@ std::optional<ClosedWindowTab> ClosedWindowTab::make(const WindowTab& tab, qint6
                                                 panes->activePaneID()}};
     if (const SizeMapSession* session = tab.sizeMapSession())
         return ClosedWindowTab {index, SizeMap {session->folderURL(), session->originBrowserTabID()}};
+    if (const SearchSession* session = tab.searchSession())
+        return ClosedWindowTab {index, Search {session->folderURL(), session->query(), session->originBrowserTabID()}};
     if (tab.isSettings()) return ClosedWindowTab {index, Settings {}};
     return std::nullopt;
 }
@@ -34,6 +36,10 @@ QString ClosedWindowTab::title() const
     if (const auto* sizeMap = std::get_if<SizeMap>(&kind)) {
         const QString name = FilePaths::lastComponent(sizeMap->folderURL);
         return name.isEmpty() ? QStringLiteral("Size Map") : FilePaths::displayName(name);
+    }
+    if (const auto* search = std::get_if<Search>(&kind)) {
+        const QString query = search->query.trimmed();
+        return query.isEmpty() ? QStringLiteral("Search") : QStringLiteral("Search: ") + query;
     }
     return QStringLiteral("Settings");
 }

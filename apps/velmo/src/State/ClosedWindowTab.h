@@ -35,14 +35,21 @@ struct ClosedSizeMapTab {
     std::optional<QUuid> originBrowserTabID;
 };
 
+struct ClosedSearchTab {
+    QString folderURL;
+    QString query;
+    std::optional<QUuid> originBrowserTabID;
+};
+
 struct ClosedSettingsTab { };
 
 struct ClosedWindowTab {
     using PaneSnapshot = ClosedPaneSnapshot;
     using Browser = ClosedBrowserTab;
+    using Search = ClosedSearchTab;
     using SizeMap = ClosedSizeMapTab;
     using Settings = ClosedSettingsTab;
-    using Kind = std::variant<Browser, SizeMap, Settings>;
+    using Kind = std::variant<Browser, Search, SizeMap, Settings>;
 
     qint64 index = 0;
     Kind kind;

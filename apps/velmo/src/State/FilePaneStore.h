@@ -230,6 +230,9 @@ public:
     void createFile(const QString& name);
     std::optional<QString> rename(const FileEntry& entry, const QString& name);
     void moveSelectionToTrash();
+    // Items from elsewhere (a search's results) through this pane's trash, so that
+    // its undo brings them back; the pane's selection stays, less what went.
+    void moveItemsToTrash(const QStringList& urls);
     std::optional<QString> nextSelectionAfterTrash() const;
     bool beginBulkRenameOperation(int itemCount);
     void finishBulkRenames(const std::vector<std::pair<QString, std::optional<QString>>>& results,
@@ -375,8 +378,9 @@ private:
     void clearPasteboardIfUnchanged(std::optional<qint64> changeCount);
     void createItem(const QString& name, bool isFolder);
     void writeSelectionToPasteboard(bool cut);
+    void trash(const QStringList& urls, const QSet<QString>& selectionAfter);
     void finishTrash(const std::vector<TrashedItem>& trashed, const QStringList& failed,
-                     const std::optional<QString>& nextSelection);
+                     const QSet<QString>& selectionAfter);
     void undoTrash(std::vector<TrashedItem> items);
     void undoRenameBatch(std::vector<UndoAction::RenamedFile> items);
     void undoCreated(QStringList urls);

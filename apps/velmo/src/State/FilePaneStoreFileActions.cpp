@@ -441,14 +441,25 @@ std::optional<QString> FilePaneStore::nextSelectionAfterTrash() const
 void FilePaneStore::moveSelectionToTrash()
 {
     const FileEntryList selected = selectedEntries();
-    if (selected.empty() || !services_.fileActions) return;
+    if (selected.empty()) return;
+    QStringList urls;
+    for (const auto& entry : selected) urls.append(entry->url);
+    const std::optional<QString> next = nextSelectionAfterTrash();
+    trash(urls, next ? QSet<QString> {*next} : QSet<QString> {});
+}
+
+void FilePaneStore::moveItemsToTrash(const QStringList& urls)
+{
+    if (!urls.isEmpty()) trash(urls, selectedEntryIDs_);
+}
+
+void FilePaneStore::trash(const QStringList& urls, const QSet<QString>& selectionAfter)
+{
+    if (!services_.fileActions) return;
     if (isBusy()) {
         showActionToast(busyMessage(), ToastMessage::Kind::error);
         return;
     }
-    const std::optional<QString> next = nextSelectionAfterTrash();
-    QStringList urls;
-    for (const auto& entry : selected) urls.append(entry->url);
     // Thousands of items take seconds: the trash runs off the main thread, and the
     // pane counts as busy until it is done.
     setActiveOperationTitle(QStringLiteral("Moving ") + itemCountText(urls.size()) + QStringLiteral(" to the Trash"));
@@ -468,14 +479,14 @@ void FilePaneStore::moveSelectionToTrash()
             }
             return outcome;
         },
-        [this, next](Outcome outcome) {
+        [this, selectionAfter](Outcome outcome) {
             setActiveOperationTitle(std::nullopt);
-            finishTrash(outcome.trashed, outcome.failed, next);
+            finishTrash(outcome.trashed, outcome.failed, selectionAfter);
         });
 }
 
 void FilePaneStore::finishTrash(const std::vector<TrashedItem>& trashed, const QStringList& failed,
-                                const std::optional<QString>& nextSelection)
+                                const QSet<QString>& selectionAfter)
 {
     if (!trashed.empty()) {
         recordUndo(UndoAction {UndoAction::Trash {trashed}});
@@ -483,8 +494,7 @@ void FilePaneStore::finishTrash(const std::vector<TrashedItem>& trashed, const Q
         for (const TrashedItem& item : trashed) gone.insert(item.originalURL);
         removeEntriesNow(gone);
         removeInlineEntries(gone.values());
-        setSelectedEntryIDs(nextSelection && !gone.contains(*nextSelection) ? QSet<QString> {*nextSelection}
-                                                                              : QSet<QString> {});
+        setSelectedEntryIDs(selectionAfter - gone);
     }
     reloadAfterOwnChange();
     if (!failed.isEmpty()) {

@@ -203,6 +203,14 @@ void SearchSession::complete(const std::expected<FileSearchOutcome, FileNameSear
     emit searchStateChanged();
 }
 
+void SearchSession::removeResults(const QSet<QString>& ids)
+{
+    const auto gone = std::erase_if(results_, [&ids](const FileSearchResult& result) { return ids.contains(result.id); });
+    if (gone == 0) return;
+    if (selectedResultID_ && ids.contains(*selectedResultID_)) setSelectedResultID(std::nullopt);
+    emit resultsReset();
+}
+
 void SearchSession::clearResults()
 {
     if (results_.empty()) return;

@@ -93,6 +93,8 @@ public:
     void chooseFolder();
     // ...and takes the folder chosen.
     void setFolder(const QString& url);
+    // Results that are gone (trashed from the list); the search itself goes on.
+    void removeResults(const QSet<QString>& ids);
     // When the tab closes: the search and the timer stop.
     void teardown();
 

@@ -232,6 +232,32 @@ std::unique_ptr<WindowTab> VelmoStore::makeSizeMapTab(const QString& folderURL, 
     return std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::SizeMap {std::move(session)});
 }
 
+QString VelmoStore::homeFolderURL() const
+{
+    return dependencies_.homeFolderURL.isEmpty() ? FilePaths::standardized(QDir::homePath()) : dependencies_.homeFolderURL;
+}
+
+std::unique_ptr<WindowTab> VelmoStore::makeSearchTab(const QString& folderURL, std::optional<QUuid> origin,
+                                                     const QString& query)
+{
+    SearchSession::Dependencies services {dependencies_.searchService, nullptr, dependencies_.clock};
+    auto session = std::make_unique<SearchSession>(folderURL, origin, std::move(services));
+    session->setQuery(query);
+    return std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Search {std::move(session)});
+}
+
+WindowTab* VelmoStore::addSearchTab()
+{
+    const auto origin = originBrowserTabID();
+    const BrowserPanes* panes = origin ? tab(*origin)->browserPanes() : nullptr;
+    const QString folder = panes ? panes->activePane()->currentURL() : homeFolderURL();
+    WindowTab* added = tabs_.emplace_back(makeSearchTab(folder, origin, QString())).get();
+    emit tabsChanged();
+    setActiveTabID(added->id());
+    saveSession();
+    return added;
+}
+
 WindowTab* VelmoStore::openSizeMapTab(const QString& folderURL, bool startImmediately)
 {
     WindowTab* added = tabs_.emplace_back(makeSizeMapTab(folderURL, originBrowserTabID())).get();
@@ -482,7 +508,8 @@ void VelmoStore::teardown()
     for (const auto& tab : tabs_) tab->teardown();
 }
 
-FilePaneStore* VelmoStore::revealInBrowserPane(const QString& url, const std::optional<QUuid>& originTabID)
+FilePaneStore* VelmoStore::revealInBrowserPane(const QString& url, const std::optional<QUuid>& originTabID,
+                                               bool unfoldInPlace)
 {
     WindowTab* target = originTabID ? tab(*originTabID) : nullptr;
     if (target && !target->isBrowser()) target = nullptr;
@@ -497,6 +524,10 @@ FilePaneStore* VelmoStore::revealInBrowserPane(const QString& url, const std::op
         pane->setSelectedEntryIDs({item});
         return pane;
     }
+    // Deeper below the pane's folder, the list can open the way down in place.
+    if (unfoldInPlace && !pane->isLoading() && pane->fileViewMode() == VelmoFileViewMode::list
+        && FilePaths::isDescendant(item, pane->currentURL()) && pane->revealInlineDescendant(item))
+        return pane;
     pane->navigate(folder, true, false, item, item);
     return pane;
 }

@@ -39,6 +39,10 @@ struct VelmoStoreDependencies {
     VelmoSessionStore::PathRestorer restorePath;
     // A new engine for every size map tab; the fast walker when not given.
     std::function<std::shared_ptr<ScanEngineProviding>()> scanEngineFactory;
+    // What search tabs search with; the file index and the walk when not given.
+    std::shared_ptr<FileSearchProviding> searchService;
+    // The folder a search starts in when no browser tab gives one; the user's home when empty.
+    QString homeFolderURL;
 };
 
 // The application's state: the window's tabs, the active one, and the settings
@@ -61,6 +65,10 @@ public:
     int indexOfTab(const QUuid& id) const;
     WindowTab* addTab();
     WindowTab* openSettingsTab();
+    // A search of the active browser pane's folder (else the home folder); nothing runs
+    // until a query is given.
+    WindowTab* addSearchTab();
+    QString homeFolderURL() const;
     // A size map of `folderURL`, remembering the browser tab it came from; scans at
     // once only when asked to.
     WindowTab* openSizeMapTab(const QString& folderURL, bool startImmediately);
@@ -81,7 +89,8 @@ public:
     std::optional<QString> activeSizeMapTargetURL() const;
     // Shows `url` selected in a browser pane (the tab that opened a work surface, else
     // the first browser tab, else a new one) and returns that pane.
-    FilePaneStore* revealInBrowserPane(const QString& url, const std::optional<QUuid>& originTabID);
+    FilePaneStore* revealInBrowserPane(const QString& url, const std::optional<QUuid>& originTabID,
+                                       bool unfoldInPlace = false);
     // How long after the active tab's rows the other tabs of a restored session list.
     static constexpr quint64 kOtherTabsLoadDelayNanoseconds = 300'000'000;
     void goBackInActivePane();
@@ -220,6 +229,7 @@ private:
     // The browser tab a new work surface remembers: the active one, else the first.
     std::optional<QUuid> originBrowserTabID() const;
     std::unique_ptr<WindowTab> makeSizeMapTab(const QString& folderURL, std::optional<QUuid> origin);
+    std::unique_ptr<WindowTab> makeSearchTab(const QString& folderURL, std::optional<QUuid> origin, const QString& query);
     void setActiveTabID(const QUuid& id);
     void seedEntriesFromLoadedPane(FilePaneStore* pane);
     std::vector<FilePaneStore*> allBrowserPanes() const;

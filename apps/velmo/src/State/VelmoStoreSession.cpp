@@ -95,6 +95,9 @@ void VelmoStore::restoreTabs(const VelmoSessionState& session)
         // A size map comes back idle: a scan of a large folder waits until asked for.
         if (const auto* sizeMap = std::get_if<Session::SizeMapTab>(&session.tabs[i]))
             made[i] = makeSizeMapTab(restorableFolder(sizeMap->folderPath, defaultFolder), originID);
+        // A search comes back with its folder and query, and runs only when asked.
+        else if (const auto* search = std::get_if<Session::SearchTab>(&session.tabs[i]))
+            made[i] = makeSearchTab(restorableFolder(search->folderPath, defaultFolder), originID, search->query);
         else
             dormantSessionTabs_.push_back({session.tabs[i], qint64(i), originID});
     }
@@ -122,7 +125,7 @@ VelmoSessionState VelmoStore::captureSessionState() const
     };
     std::vector<Slot> order;
     // Size maps are rebuilt by scanning, not stored: a large scan never starts by itself at launch.
-    auto isStored = [](const WindowTab& tab) { return tab.isBrowser(); };
+    auto isStored = [](const WindowTab& tab) { return tab.isBrowser() || tab.searchSession(); };
     for (const auto& tab : tabs_)
         if (isStored(*tab)) order.push_back({tab.get(), nullptr});
     for (const DormantSessionTab& dormant : dormantSessionTabs_) {
@@ -141,6 +144,13 @@ VelmoSessionState VelmoStore::captureSessionState() const
             setOriginIndex(record, origin && indexOfTab.contains(*origin) ? std::optional(indexOfTab[*origin])
                                                                            : std::nullopt);
             state.tabs.push_back(std::move(record));
+            continue;
+        }
+        if (const SearchSession* search = place.tab->searchSession()) {
+            const auto& origin = search->originBrowserTabID();
+            state.tabs.push_back(Session::SearchTab {
+                FilePaths::standardized(search->folderURL()), search->query(),
+                origin && indexOfTab.contains(*origin) ? std::optional(indexOfTab[*origin]) : std::nullopt});
             continue;
         }
         if (const SizeMapSession* sizeMap = place.tab->sizeMapSession()) {
@@ -248,6 +258,8 @@ std::unique_ptr<WindowTab> VelmoStore::makeTab(const ClosedWindowTab& closed)
 {
     if (const auto* sizeMap = std::get_if<ClosedWindowTab::SizeMap>(&closed.kind))
         return makeSizeMapTab(sizeMap->folderURL, sizeMap->originBrowserTabID);
+    if (const auto* search = std::get_if<ClosedWindowTab::Search>(&closed.kind))
+        return makeSearchTab(search->folderURL, search->originBrowserTabID, search->query);
     const auto* browser = std::get_if<ClosedWindowTab::Browser>(&closed.kind);
     if (!browser) return std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::Settings {});
     auto panes = makeBrowserPanes(browser->leftPane.url, browser->rightPane.url);

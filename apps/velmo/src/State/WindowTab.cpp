@@ -11,6 +11,13 @@ WindowTab::WindowTab(QUuid id, Kind kind, QObject* parent) : QObject(parent), id
             connect(pane, &FilePaneStore::currentURLChanged, this, &WindowTab::titleChanged);
     }
     if (auto* session = sizeMapSession()) connect(session, &SizeMapSession::folderChanged, this, &WindowTab::titleChanged);
+    if (auto* session = searchSession()) connect(session, &SearchSession::queryChanged, this, &WindowTab::titleChanged);
+}
+
+SearchSession* WindowTab::searchSession() const
+{
+    if (auto* search = std::get_if<Search>(&kind_)) return search->session.get();
+    return nullptr;
 }
 
 SizeMapSession* WindowTab::sizeMapSession() const
@@ -34,6 +41,7 @@ QString WindowTab::title() const
         return FilePaths::displayName(name);
     }
     if (auto* session = sizeMapSession()) return session->title();
+    if (auto* session = searchSession()) return session->title();
     return QStringLiteral("Settings");
 }
 
@@ -45,4 +53,5 @@ void WindowTab::teardown()
     }
     // Closes the scan's stream; the scan's own thread winds down on its own.
     if (auto* session = sizeMapSession()) session->stopScan();
+    if (auto* session = searchSession()) session->teardown();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "State/BrowserPanes.h"
+#include "State/SearchSession.h"
 #include "State/SizeMapSession.h"
 
 #include <QObject>
@@ -17,24 +18,29 @@ public:
     struct Browser {
         std::unique_ptr<BrowserPanes> panes;
     };
+    struct Search {
+        std::unique_ptr<SearchSession> session;
+    };
     struct SizeMap {
         std::unique_ptr<SizeMapSession> session;
     };
     struct Settings { };
-    using Kind = std::variant<Browser, SizeMap, Settings>;
+    using Kind = std::variant<Browser, Search, SizeMap, Settings>;
 
     WindowTab(QUuid id, Kind kind, QObject* parent = nullptr);
 
     const QUuid& id() const { return id_; }
     BrowserPanes* browserPanes() const;
     bool isBrowser() const { return browserPanes() != nullptr; }
+    SearchSession* searchSession() const;
     SizeMapSession* sizeMapSession() const;
     bool isSettings() const { return std::holds_alternative<Settings>(kind_); }
     QString title() const;
     void teardown();
 
 signals:
-    // The title may have changed (the active pane or the size map moved to another folder).
+    // The title may have changed (the active pane or the size map moved to another
+    // folder, the search's query changed).
     void titleChanged();
 
 private:

@@ -9,6 +9,7 @@
 #include "Views/FilePaneView.h"
 #include "Views/FolderLayoutSettingsSection.h"
 #include "Views/SettingsView.h"
+#include "Views/SearchView.h"
 #include "Views/SizeMapView.h"
 #include "Views/SidebarView.h"
 
@@ -20,6 +21,7 @@
 #include <QMessageBox>
 #include <QStackedWidget>
 #include <QTabBar>
+#include <QTableView>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -124,6 +126,11 @@ void MainWindow::buildCommands()
 
     QMenu* file = menu(QStringLiteral("&File"), QStringLiteral("fileMenu"));
     add(file, QStringLiteral("New Tab"), {QKeySequence(Qt::CTRL | Qt::Key_T)}, [this] { store_->addTab(); });
+    // In a search tab, its query field; elsewhere a new search of the active pane's folder.
+    add(file, QStringLiteral("Find..."), {QKeySequence::Find}, [this] {
+        if (!activeSearchView()) store_->addSearchTab();
+        if (auto* search = activeSearchView()) search->focusQuery();
+    });
     add(file, QStringLiteral("New Folder..."), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N)},
         onPane(&FilePaneCommands::newFolder), [pane] { return pane() != nullptr; });
     add(file, QStringLiteral("New File..."), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N)},
@@ -159,11 +166,21 @@ void MainWindow::buildCommands()
         [pane] { return pane() && pane()->canUndo(); });
     edit->addSeparator();
     add(edit, QStringLiteral("Cut"), {QKeySequence::Cut}, routed(Route::cut, &FilePaneCommands::cut), hasSelection);
-    add(edit, QStringLiteral("Copy"), {QKeySequence::Copy}, routed(Route::copy, &FilePaneCommands::copy), hasSelection);
+    add(edit, QStringLiteral("Copy"), {QKeySequence::Copy},
+        [this, inPane = routed(Route::copy, &FilePaneCommands::copy)] {
+            auto* search = activeSearchView();
+            if (search && search->resultList()->hasFocus()) search->copySelection();
+            else inPane();
+        },
+        [this, hasSelection] { return activeSearchView() ? activeSearchView()->hasSelection() : hasSelection(); });
     add(edit, QStringLiteral("Paste"), {QKeySequence::Paste}, routed(Route::paste, &FilePaneCommands::paste),
         [pane] { return pane() && pane()->canPaste(); });
     add(edit, QStringLiteral("Copy Path"), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_C)},
-        onPane(&FilePaneCommands::copyPath), [pane] { return pane() != nullptr; });
+        [this, inPane = onPane(&FilePaneCommands::copyPath)] {
+            if (auto* search = activeSearchView()) search->copySelectedPaths();
+            else inPane();
+        },
+        [this, pane] { return activeSearchView() ? activeSearchView()->hasSelection() : pane() != nullptr; });
     add(edit, QStringLiteral("Select All"), {QKeySequence::SelectAll},
         routed(Route::selectAll, &FilePaneCommands::selectAll), [pane] { return pane() != nullptr; });
     edit->addSeparator();
@@ -173,11 +190,13 @@ void MainWindow::buildCommands()
     add(edit, QStringLiteral("Move to Trash"), {QKeySequence(Qt::Key_Delete)},
         [this, inPane = routed(Route::deleteForward, &FilePaneCommands::moveToTrash)] {
             if (auto* map = activeSizeMapView()) map->trashSelection();
+            else if (auto* search = activeSearchView(); search && search->resultList()->hasFocus()) search->trashSelection();
             else inPane();
         },
         [this, hasSelection] {
-            auto* map = activeSizeMapView();
-            return map ? map->canTrashSelection() : hasSelection();
+            if (auto* map = activeSizeMapView()) return map->canTrashSelection();
+            if (auto* search = activeSearchView()) return search->hasSelection();
+            return hasSelection();
         });
     edit->addSeparator();
     add(edit, QStringLiteral("Filter by Name"), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_F)}, [this] {
@@ -247,6 +266,7 @@ QWidget* MainWindow::contentFor(const QUuid& id)
     QWidget* widget = nullptr;
     if (auto* panes = tab->browserPanes()) widget = new BrowserTabView(store_, panes, content_);
     else if (auto* session = tab->sizeMapSession()) widget = new SizeMapView(store_, session, content_);
+    else if (auto* session = tab->searchSession()) widget = new SearchView(store_, session, content_);
     else {
         auto* settings = new SettingsView(store_, content_);
         settings->addSection(new FolderLayoutSettingsSection(store_, settings));
@@ -317,6 +337,11 @@ BrowserTabView* MainWindow::activeBrowserView() const
 SizeMapView* MainWindow::activeSizeMapView() const
 {
     return qobject_cast<SizeMapView*>(content_->currentWidget());
+}
+
+SearchView* MainWindow::activeSearchView() const
+{
+    return qobject_cast<SearchView*>(content_->currentWidget());
 }
 
 FilePaneView* MainWindow::activePaneView() const

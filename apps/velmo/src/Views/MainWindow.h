@@ -9,6 +9,7 @@
 
 class BrowserTabView;
 class FilePaneView;
+class SearchView;
 class SizeMapView;
 class QStackedWidget;
 class QTabBar;
@@ -25,6 +26,7 @@ public:
     BrowserTabView* activeBrowserView() const;
     FilePaneView* activePaneView() const;
     SizeMapView* activeSizeMapView() const;
+    SearchView* activeSearchView() const;
     // Closes without asking: running operations are stopped first (a signal to end).
     void closeStoppingOperations();
 
