@@ -479,9 +479,10 @@ void FilePaneStore::trash(const QStringList& urls, const QSet<QString>& selectio
             }
             return outcome;
         },
+        // Busy ends once the outcome is recorded: whoever waits for the end finds the undo.
         [this, selectionAfter](Outcome outcome) {
-            setActiveOperationTitle(std::nullopt);
             finishTrash(outcome.trashed, outcome.failed, selectionAfter);
+            setActiveOperationTitle(std::nullopt);
         });
 }
 

@@ -29,7 +29,9 @@ protected:
     {
         QStringList out;
         for (const auto& tab : store.tabs())
-            out << (tab->browserPanes() ? tab->browserPanes()->leftPane()->currentURL() : QStringLiteral("settings"));
+            out << (tab->browserPanes()   ? tab->browserPanes()->leftPane()->currentURL()
+                    : tab->searchSession() ? QStringLiteral("search")
+                                           : QStringLiteral("settings"));
         return out;
     }
 
@@ -105,7 +107,7 @@ TEST_F(SessionFixture, DocumentsDecodeStrictlyWhereThereIsNoDefault)
     }
 }
 
-TEST_F(SessionFixture, WorkSurfacesThisBuildCantOpenSurviveASaveWithTheirOrigin)
+TEST_F(SessionFixture, SearchTabsComeBackIdleAndSurfacesThisBuildCantOpenSurviveASaveWithTheirOrigin)
 {
     const QString a = home.folder("a");
     const QString search = QString(R"({"search":{"_0":{"folderPath":"%1","query":"q","originBrowserTabIndex":2}}})").arg(a);
@@ -114,14 +116,20 @@ TEST_F(SessionFixture, WorkSurfacesThisBuildCantOpenSurviveASaveWithTheirOrigin)
               .arg(search, browser(a, a), browser(home.path(), a), pdf)
               .toUtf8());
     auto restored = makeStore();
-    EXPECT_EQ(folders(*restored), QStringList({a, home.path()}));
-    EXPECT_EQ(restored->indexOfTab(restored->activeTabID()), 0);
+    EXPECT_EQ(folders(*restored), QStringList({"search", a, home.path()}));
+    EXPECT_EQ(restored->indexOfTab(restored->activeTabID()), 1);
+    const SearchSession* searchTab = restored->tabs()[0]->searchSession();
+    ASSERT_TRUE(searchTab);
+    EXPECT_EQ(searchTab->query(), "q");
+    EXPECT_EQ(searchTab->folderURL(), a);
+    EXPECT_EQ(searchTab->originBrowserTabID(), restored->tabs()[2]->id());
+    EXPECT_FALSE(searchTab->isSearching());
     auto state = restored->captureSessionState();
     ASSERT_EQ(state.tabs.size(), 4u);
     EXPECT_EQ(std::get<VelmoSessionState::SearchTab>(state.tabs[0]).originBrowserTabIndex, 2);
     EXPECT_EQ(std::get<VelmoSessionState::PDFCompressionTab>(state.tabs[3]).settings.value("level").toInt(), 3);
     // The origin closed: the search tab stays, without its origin.
-    restored->closeTab(restored->tabs()[1]->id());
+    restored->closeTab(restored->tabs()[2]->id());
     state = restored->captureSessionState();
     ASSERT_EQ(state.tabs.size(), 3u);
     EXPECT_EQ(std::get<VelmoSessionState::SearchTab>(state.tabs[0]).originBrowserTabIndex, std::nullopt);
