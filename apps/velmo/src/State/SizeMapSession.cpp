@@ -4,6 +4,7 @@
 #include "FileSizeScanner/StableScanNodeID.h"
 #include "PathKit/FilePaths.h"
 #include "Support/ByteCountFormatter.h"
+#include "Support/ReleaseOffMainThread.h"
 #include "Support/VolumeNames.h"
 
 #include <QCoreApplication>
@@ -79,6 +80,7 @@ SizeMapSession::SizeMapSession(const QString& folderURL, std::optional<QUuid> or
 SizeMapSession::~SizeMapSession()
 {
     closeReader();
+    releaseOffMainThread(std::move(tree_));
 }
 
 // ---------------------------------------------------------------- scanning
@@ -185,7 +187,7 @@ void SizeMapSession::consume(ScanUpdate update)
 
 void SizeMapSession::applyTree(ScanTree tree, bool isComplete)
 {
-    tree_ = std::move(tree);
+    releaseOffMainThread(std::exchange(tree_, std::optional(std::move(tree))));
     std::optional<QUuid> focused = contains(tree_, wantedFocusID_) ? wantedFocusID_ : std::optional(tree_->rootID);
     std::optional<QUuid> selected = contains(tree_, wantedSelectionID_) ? wantedSelectionID_ : std::nullopt;
     if (isComplete) {
@@ -194,6 +196,7 @@ void SizeMapSession::applyTree(ScanTree tree, bool isComplete)
         wantedSelectionID_ = selected;
     }
     setFocus(focused, selected);
+    emit treeChanged();
 }
 
 // ---------------------------------------------------------------- focus
@@ -214,8 +217,9 @@ void SizeMapSession::scanFolder(const QString& url)
     wantedSelectionID_.reset();
     focusedNodeID_.reset();
     selectedNodeID_.reset();
-    tree_.reset();
+    releaseOffMainThread(std::exchange(tree_, std::nullopt));
     emit folderChanged();
+    emit treeChanged();
     emit focusChanged();
     startScan();
 }

@@ -110,6 +110,8 @@ signals:
     void scanStateChanged();
     // Focus, selection or breadcrumb trail.
     void focusChanged();
+    // A new live or finished tree (or none); progress alone doesn't raise it.
+    void treeChanged();
     // The scanned folder, and with it the title.
     void folderChanged();
 

@@ -8,6 +8,8 @@
 #include <SizeMap/SizeMapSunburstSegment.h>
 
 #include <QColor>
+#include <QHash>
+#include <QImage>
 #include <QList>
 #include <QWidget>
 
@@ -40,7 +42,7 @@ public:
     // The colour the chart gives a node, if it draws it.
     std::optional<QColor> colorOf(const QUuid& nodeID) const;
     // Whether a layout is still being worked out for the newest scene.
-    bool isLayingOut() const { return layoutTask_.isValid(); }
+    bool isLayingOut() const { return layoutTask_.isValid() || pictureTask_.isValid(); }
 
 signals:
     void nodeClicked(const QUuid& id);
@@ -54,6 +56,7 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void leaveEvent(QEvent* event) override;
     bool event(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     QRectF chartArea() const;
@@ -63,6 +66,7 @@ private:
     void paintCenter(QPainter& painter) const;
     void land(QList<SizeMapSunburstSegment> segments, QList<QColor> colors, const QUuid& focusedNodeID);
     void advanceAnimations();
+    void requestPicture();
 
     ScanTree tree_;
     QUuid focusedNodeID_;
@@ -73,6 +77,9 @@ private:
     QList<SizeMapSunburstSegment> segments_;
     QList<QColor> colors_;
     TaskHandle layoutTask_;
+    QHash<QUuid, QColor> colorByNode_;
+    QImage picture_;
+    TaskHandle pictureTask_;
 
     std::shared_ptr<MonotonicClock> clock_ = MonotonicClock::system();
     QUuid laidOutFocus_;

@@ -104,7 +104,7 @@ SizeMapView::SizeMapView(VelmoStore* app, SizeMapSession* session, QWidget* pare
     });
     connect(chart_, &SizeMapChartView::segmentsChanged, this, [this](int count) {
         if (session_) session_->reportSegmentsDrawn(count);
-        rebuildChildList();
+        recolorChildList();
     });
     connect(list_, &QTreeWidget::itemEntered, this, [this](QTreeWidgetItem* item) {
         chart_->setHighlightedNode(item->data(0, kNodeIDRole).toUuid());
@@ -127,10 +127,14 @@ SizeMapView::SizeMapView(VelmoStore* app, SizeMapSession* session, QWidget* pare
     key(QKeySequence(Qt::Key_Escape), [this] {
         if (session_ && session_->isScanning()) session_->stopScan(SizeMapSession::kStoppedMessage);
     });
+    // Progress comes several times a second and only touches the status line; the
+    // chart, the list and the path bar follow trees and focus.
     connect(session, &SizeMapSession::scanStateChanged, this, &SizeMapView::showScanState);
+    connect(session, &SizeMapSession::treeChanged, this, &SizeMapView::showFocus);
     connect(session, &SizeMapSession::focusChanged, this, &SizeMapView::showFocus);
     connect(session, &SizeMapSession::folderChanged, this, &SizeMapView::showFocus);
     showScanState();
+    showFocus();
 }
 
 void SizeMapView::rescan()
@@ -170,7 +174,7 @@ void SizeMapView::showScanState()
     else if (session_->errorMessage())
         status = *session_->errorMessage() + QStringLiteral("  ") + status;
     status_->setText(status);
-    showFocus();
+    trash_->setEnabled(canTrashSelection());
 }
 
 void SizeMapView::showFocus()
@@ -211,33 +215,55 @@ void SizeMapView::rebuildBreadcrumbs()
     }
 }
 
+// Rebuilt only when the rows differ (trees arrive several times a second during a
+// scan, mostly with the same children); colours follow each new layout in place.
 void SizeMapView::rebuildChildList()
 {
-    list_->clear();
     const auto focused = session_->focusedNode();
-    if (!focused || !session_->tree()) return;
-    const qint64 total = std::max<qint64>(focused->allocatedSize, 1);
-    QList<QTreeWidgetItem*> items;
-    for (const ScanNodeRecord& child : session_->focusedChildren()) {
-        auto* item = new QTreeWidgetItem;
-        item->setText(0, FilePaths::displayName(child.displayName));
-        // The chart's own colour; a child too small to be drawn has the list's neutral one.
-        item->setIcon(0, swatch(chart_->colorOf(child.id).value_or(palette().color(QPalette::Mid))));
-        item->setText(1, sizeText(child.allocatedSize));
-        item->setText(2, QStringLiteral("%1%").arg(100.0 * double(child.allocatedSize) / double(total), 0, 'f', 1));
-        item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
-        item->setTextAlignment(2, Qt::AlignRight | Qt::AlignVCenter);
-        item->setData(0, kNodeIDRole, child.id);
-        item->setToolTip(0, child.url);
-        items.append(item);
-        // A folder of a million files must not fill the list with a million rows.
-        if (items.size() == 500) break;
+    QList<ScanNodeRecord> children;
+    if (focused && session_->tree()) children = session_->focusedChildren();
+    // A folder of a million files must not fill the list with a million rows.
+    if (children.size() > 500) children.resize(500);
+    QList<std::pair<QUuid, qint64>> rows {{focused ? focused->id : QUuid(), focused ? focused->allocatedSize : 0}};
+    for (const ScanNodeRecord& child : children) rows.append({child.id, child.allocatedSize});
+    if (rows != listedRows_) {
+        listedRows_ = rows;
+        list_->clear();
+        const qint64 total = std::max<qint64>(focused ? focused->allocatedSize : 0, 1);
+        QList<QTreeWidgetItem*> items;
+        for (const ScanNodeRecord& child : children) {
+            auto* item = new QTreeWidgetItem;
+            item->setText(0, FilePaths::displayName(child.displayName));
+            item->setText(1, sizeText(child.allocatedSize));
+            item->setText(2, QStringLiteral("%1%").arg(100.0 * double(child.allocatedSize) / double(total), 0, 'f', 1));
+            item->setTextAlignment(1, Qt::AlignRight | Qt::AlignVCenter);
+            item->setTextAlignment(2, Qt::AlignRight | Qt::AlignVCenter);
+            item->setData(0, kNodeIDRole, child.id);
+            item->setToolTip(0, child.url);
+            items.append(item);
+        }
+        list_->addTopLevelItems(items);
+        recolorChildList();
     }
-    list_->addTopLevelItems(items);
     // The chart's selection, when it is one of these rows.
     const auto selected = session_->selectedNodeID();
-    for (QTreeWidgetItem* item : items)
+    for (int i = 0; i < list_->topLevelItemCount(); ++i) {
+        QTreeWidgetItem* item = list_->topLevelItem(i);
         if (selected && item->data(0, kNodeIDRole).toUuid() == *selected) list_->setCurrentItem(item);
+    }
+}
+
+// The chart's own colour; a child too small to be drawn has the list's neutral one.
+void SizeMapView::recolorChildList()
+{
+    const QColor neutral = palette().color(QPalette::Mid);
+    for (int i = 0; i < list_->topLevelItemCount(); ++i) {
+        QTreeWidgetItem* item = list_->topLevelItem(i);
+        const QColor color = chart_->colorOf(item->data(0, kNodeIDRole).toUuid()).value_or(neutral);
+        auto found = swatches_.constFind(color.rgba());
+        if (found == swatches_.constEnd()) found = swatches_.insert(color.rgba(), swatch(color));
+        item->setIcon(0, *found);
+    }
 }
 
 // Reveal and trash go through a browser pane, so that the pane's undo covers the trash.

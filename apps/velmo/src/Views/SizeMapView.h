@@ -2,6 +2,8 @@
 
 #include "State/SizeMapSession.h"
 
+#include <QHash>
+#include <QIcon>
 #include <QPointer>
 #include <QWidget>
 
@@ -39,6 +41,7 @@ private:
     void showFocus();
     void rebuildBreadcrumbs();
     void rebuildChildList();
+    void recolorChildList();
     void revealSelectionInPane(bool thenTrash);
     void trashInPane(FilePaneStore* pane);
 
@@ -54,4 +57,6 @@ private:
     SizeMapChartView* chart_;
     QTreeWidget* list_;
     QList<SizeMapBreadcrumbEntry> breadcrumbs_;
+    QList<std::pair<QUuid, qint64>> listedRows_;
+    QHash<QRgb, QIcon> swatches_;
 };
