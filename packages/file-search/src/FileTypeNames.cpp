@@ -25,6 +25,11 @@ constexpr std::size_t kMaximumCachedKinds = 4096;
 
 } // namespace
 
+void FileTypeNames::prepare()
+{
+    typeForName("x.txt").comment();
+}
+
 FileTypeNames::Content FileTypeNames::contentByName(std::string_view name)
 {
     const std::string_view extension = extensionOf(name);

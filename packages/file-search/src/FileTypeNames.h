@@ -24,6 +24,8 @@ public:
     // The type's description ("plain text document"), for results only.
     QString kindByName(std::string_view name);
     static QString folderKind() { return QStringLiteral("Folder"); }
+    // Loads the MIME database on the calling thread, if nobody has yet.
+    static void prepare();
 
 private:
     std::unordered_map<std::string, Content> contentByExtension_;

@@ -49,13 +49,6 @@ std::string childPath(const std::string& folder, std::string_view name)
     return path;
 }
 
-bool hasUtf16Mark(const char* bytes, std::size_t size)
-{
-    if (size < 2) return false;
-    const auto b0 = static_cast<unsigned char>(bytes[0]), b1 = static_cast<unsigned char>(bytes[1]);
-    return (b0 == 0xFF && b1 == 0xFE) || (b0 == 0xFE && b1 == 0xFF);
-}
-
 // Reads until `size` bytes are in or the file ends; how many came.
 std::size_t readFully(int fd, char* buffer, std::size_t size)
 {
@@ -249,7 +242,8 @@ private:
         if (content == FileTypeNames::Content::unknown) {
             // A name that says nothing: a NUL near the start marks binary, not worth reading on.
             got = readFully(fd.get(), content_.get(), std::min(size, kSniffBytes));
-            if (std::memchr(content_.get(), 0, got) && !hasUtf16Mark(content_.get(), got)) return false;
+            if (std::memchr(content_.get(), 0, got) && !QueryMatcher::startsWithUtf16Mark({content_.get(), got}))
+                return false;
         }
         got += readFully(fd.get(), content_.get() + got, size - got);
         return state_.matcher.contentMatches({content_.get(), got}, folding_, scratch_);
@@ -294,6 +288,9 @@ FolderWalk::End FolderWalk::run(const std::string& folder)
     const FileDescriptor fd(::open(folder.c_str(), kFolderFlags));
     if (fd.get() < 0) return End::unreadableFolder;
 
+    // The MIME database is loaded on first use by whichever thread asks; this thread,
+    // not a helper that ends with the walk, must own what Qt keeps of it for good.
+    FileTypeNames::prepare();
     std::vector<Walker> walkers;
     walkers.reserve(std::size_t(threads_));
     for (int i = 0; i < threads_; ++i) walkers.emplace_back(state);

@@ -39,14 +39,18 @@ bool QueryMatcher::nameMatches(std::string_view name, TextFolder& folder, std::s
     return scratch.find(folded_) != std::string::npos;
 }
 
+bool QueryMatcher::startsWithUtf16Mark(std::string_view bytes)
+{
+    if (bytes.size() < 2) return false;
+    const auto b0 = static_cast<unsigned char>(bytes[0]), b1 = static_cast<unsigned char>(bytes[1]);
+    return (b0 == 0xFF && b1 == 0xFE) || (b0 == 0xFE && b1 == 0xFF);
+}
+
 bool QueryMatcher::contentMatches(std::string_view bytes, TextFolder& folder, std::string& scratch) const
 {
     if (folded_.empty()) return false;
-    if (bytes.size() >= 2) {
-        const auto b0 = static_cast<unsigned char>(bytes[0]), b1 = static_cast<unsigned char>(bytes[1]);
-        if ((b0 == 0xFF && b1 == 0xFE) || (b0 == 0xFE && b1 == 0xFF))
-            return utf16Matches(bytes.substr(2), b0 == 0xFE, folder, scratch);
-    }
+    if (startsWithUtf16Mark(bytes))
+        return utf16Matches(bytes.substr(2), static_cast<unsigned char>(bytes[0]) == 0xFE, folder, scratch);
     return utf8Matches(bytes, folder, scratch);
 }
 

@@ -16,6 +16,9 @@ public:
 
     bool isEmpty() const { return folded_.empty(); }
 
+    // Whether `bytes` begin with a UTF-16 byte-order mark, either way round.
+    static bool startsWithUtf16Mark(std::string_view bytes);
+
     // `name` is raw bytes. ASCII names, nearly all of them, are only lower-cased.
     bool nameMatches(std::string_view name, TextFolder& folder, std::string& scratch) const;
 

@@ -58,19 +58,11 @@ std::vector<FileSearchResult> SearchRun::results() const
     return all;
 }
 
-QStringList SearchRun::relativePaths(const QString& root) const
-{
-    QStringList paths;
-    for (const FileSearchResult& result : results()) paths << result.url.mid(root.size() + 1);
-    paths.sort();
-    return paths;
-}
-
-QStringList SearchRun::relativePaths(const QString& root, FileSearchPhase phase) const
+QStringList SearchRun::relativePaths(const QString& root, std::optional<FileSearchPhase> phase) const
 {
     QStringList paths;
     for (const FileSearchProgress& report : reports)
-        if (report.phase == phase)
+        if (!phase || report.phase == *phase)
             for (const FileSearchResult& result : report.newResults) paths << result.url.mid(root.size() + 1);
     paths.sort();
     return paths;

@@ -8,7 +8,10 @@
 #include <QTemporaryDir>
 
 #include <functional>
+#include <ostream>
 #include <vector>
+
+inline void PrintTo(const QString& text, std::ostream* out) { *out << '"' << text.toStdString() << '"'; }
 
 // A throw-away folder filled by bytes, so that any name works; removed whatever its modes.
 class SearchTestTree {
@@ -32,9 +35,8 @@ struct SearchRun {
     std::vector<FileSearchProgress> reports;
 
     std::vector<FileSearchResult> results() const;
-    // The results' paths relative to `root`, sorted.
-    QStringList relativePaths(const QString& root) const;
-    QStringList relativePaths(const QString& root, FileSearchPhase phase) const;
+    // The paths relative to `root` of the results (of one phase), sorted.
+    QStringList relativePaths(const QString& root, std::optional<FileSearchPhase> phase = std::nullopt) const;
 };
 
 SearchRun runSearch(const FileNameSearchService& service, const FileSearchRequest& request,

@@ -146,8 +146,10 @@ void SearchSession::startSearch()
     // Each report and the outcome are posted to the application object, which outlives
     // every session, and land only while this run is still the session's.
     auto deliver = [task, guard, generation](std::function<void(SearchSession&)> apply) {
+        auto* application = QCoreApplication::instance();
+        if (!application) return; // the program is ending
         QMetaObject::invokeMethod(
-            QCoreApplication::instance(),
+            application,
             [task, guard, generation, apply = std::move(apply)] {
                 if (guard && guard->isCurrent(task, generation)) apply(*guard);
             },
