@@ -3,7 +3,7 @@
 # velmo-search measured in the same rounds, then the figures the search is held to: the walk
 # alone against fdfind -u -i on the 1,000,000-entry tree (query "zebra") and a content search
 # against rg -i -F on the text corpus (query "quokka"), as medians of per-round ratios.
-# Build first: cmake --build build --target velmo-search
+# Build first: cmake --build build --target velmo-search velmo-search-first
 #   bench/search-side-by-side.sh [BUILD_DIR] [anchors.sh options...]
 set -euo pipefail
 repo=$(cd "$(dirname "$0")/.." && pwd)
@@ -30,3 +30,12 @@ END {
   printf "velmo-search name / fdfind -u -i   %.3f  (target at most 1.0)\n", median(a, na)
   printf "velmo-search content / rg -i -F    %.3f  (target at most 2.0)\n", median(b, nb)
 }' "$raw"
+# First result on screen with the index covering the tree (the database the anchors built),
+# and from the walk alone. Build: cmake --build build --target velmo-search-first
+first=$build/bin/velmo-search-first
+db=${BENCH:-${TMPDIR:-/tmp}/velmo-bench}/scratch/tree1m.plocate.db
+tree=${BENCH:-${TMPDIR:-/tmp}/velmo-bench}/tree1m
+if [ -x "$first" ] && [ -f "$db" ]; then
+  printf 'first result painted, indexed      %s ms  (target at most 100)\n' "$("$first" -n 7 --db "$db" "$tree" zebra 2>/dev/null | awk '$1 == "first_paint_ms" { print $2 }')"
+  printf 'first result painted, walk only    %s ms\n' "$("$first" -n 7 --walk-only "$tree" zebra 2>/dev/null | awk '$1 == "first_paint_ms" { print $2 }')"
+fi

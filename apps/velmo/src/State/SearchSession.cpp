@@ -13,9 +13,19 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
+#include <mutex>
 #include <numeric>
 
 namespace {
+
+// Reports of a running search not yet taken by the main thread.
+struct ReportInbox {
+    std::mutex mutex;
+    std::vector<FileSearchResult> results;
+    std::optional<FileSearchProgress> latest; // counters and phase of the newest report
+    bool isPosted = false;                    // a drain is on its way to the main thread
+};
 
 constexpr quint64 kElapsedTickNanoseconds = 1'000'000'000;
 constexpr double kMinimumPreviewWidth = 280;
@@ -156,13 +166,35 @@ void SearchSession::startSearch()
             Qt::QueuedConnection);
     };
     const FileSearchRequest request {query, searchTarget_, folderURL_, std::nullopt};
-    executor_->start([service = searchService_, request, task, deliver] {
+    // Reports wait in an inbox that the main thread empties in one go: a fast index can
+    // send hundreds of batches in a few milliseconds, and one event per batch would keep
+    // the list from painting its first rows until all of them had been handled.
+    auto inbox = std::make_shared<ReportInbox>();
+    auto drain = [inbox](SearchSession& session) {
+        std::optional<FileSearchProgress> merged;
+        {
+            const std::lock_guard lock(inbox->mutex);
+            merged = std::move(inbox->latest);
+            inbox->latest.reset();
+            if (merged) merged->newResults = std::exchange(inbox->results, {});
+            inbox->isPosted = false;
+        }
+        if (merged) session.receive(std::move(*merged));
+    };
+    executor_->start([service = searchService_, request, task, deliver, inbox, drain] {
         if (task.isCancelled()) return;
         const auto outcome = service->searchResults(request, task.token(), [&](FileSearchProgress progress) {
-            deliver([progress = std::move(progress)](SearchSession& session) mutable {
-                session.receive(std::move(progress));
-            });
+            bool post = false;
+            {
+                const std::lock_guard lock(inbox->mutex);
+                std::move(progress.newResults.begin(), progress.newResults.end(), std::back_inserter(inbox->results));
+                progress.newResults.clear();
+                inbox->latest = std::move(progress);
+                post = !std::exchange(inbox->isPosted, true);
+            }
+            if (post) deliver(drain);
         });
+        // Posted after any drain that still holds reports, so those land first.
         deliver([outcome](SearchSession& session) { session.complete(outcome); });
     });
 }

@@ -121,8 +121,12 @@ QVariant SearchResultsModel::data(const QModelIndex& index, int role) const
 {
     const FileSearchResult* result = resultAt(index.row());
     if (!result) return {};
-    if (role == Qt::DecorationRole && index.column() == nameColumn)
-        return QApplication::style()->standardIcon(result->isDirectory ? QStyle::SP_DirIcon : QStyle::SP_FileIcon);
+    if (role == Qt::DecorationRole && index.column() == nameColumn) {
+        // Looked up once: the style's lookup goes through the icon theme on every call.
+        static const QIcon folderIcon = QApplication::style()->standardIcon(QStyle::SP_DirIcon);
+        static const QIcon fileIcon = QApplication::style()->standardIcon(QStyle::SP_FileIcon);
+        return result->isDirectory ? folderIcon : fileIcon;
+    }
     if (role == Qt::ToolTipRole) return result->url;
     if (role == Qt::TextAlignmentRole && index.column() == sizeColumn)
         return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
