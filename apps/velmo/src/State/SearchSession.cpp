@@ -76,7 +76,7 @@ SearchSession::SearchSession(const QString& folderURL, std::optional<QUuid> orig
     , folderURL_(FilePaths::standardized(folderURL))
     , searchService_(dependencies.searchService ? std::move(dependencies.searchService)
                                                 : std::make_shared<FileNameSearchService>())
-    , executor_(dependencies.executor ? std::move(dependencies.executor) : TaskExecutor::fileOperations())
+    , executor_(dependencies.executor ? std::move(dependencies.executor) : TaskExecutor::searches())
     , clock_(dependencies.clock ? std::move(dependencies.clock) : MonotonicClock::system())
 {
 }

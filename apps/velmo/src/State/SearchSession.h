@@ -44,7 +44,7 @@ class SearchSession : public QObject {
 public:
     struct Dependencies {
         std::shared_ptr<FileSearchProviding> searchService; // FileNameSearchService when empty
-        std::shared_ptr<TaskExecutor> executor;             // the file-operations pool when empty
+        std::shared_ptr<TaskExecutor> executor;             // the searches pool when empty
         std::shared_ptr<MonotonicClock> clock;              // the system's when empty
     };
 

@@ -45,3 +45,11 @@ std::shared_ptr<TaskExecutor> TaskExecutor::folderSizes()
         = new std::shared_ptr<TaskExecutor>(std::make_shared<ThreadPoolExecutor>(4, QThread::LowPriority));
     return *executor;
 }
+
+std::shared_ptr<TaskExecutor> TaskExecutor::searches()
+{
+    // One per search tab at a time; a stopped search ends soon unless a system call
+    // holds it (never destroyed, as above).
+    static auto* executor = new std::shared_ptr<TaskExecutor>(std::make_shared<ThreadPoolExecutor>(4));
+    return *executor;
+}

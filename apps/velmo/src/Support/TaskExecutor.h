@@ -17,4 +17,7 @@ public:
     // The program's pool for folder-size walks and content counts, below
     // interactive work in priority.
     static std::shared_ptr<TaskExecutor> folderSizes();
+    // Searches: each runs for as long as it walks, so they have threads of their
+    // own and a search stuck on a dead mount never holds back a copy or a trash.
+    static std::shared_ptr<TaskExecutor> searches();
 };
