@@ -38,4 +38,11 @@ struct FileEntry {
     // the folder a link leads to. Files and packages have none.
     std::optional<QString> sizeMapURL() const;
     bool canOpenSizeMap() const { return sizeMapURL().has_value(); }
+    // The file an image compression tab takes: a file (or a link to one) whose type,
+    // by name, is an image, or with one of the image extensions the encoders read.
+    std::optional<QString> imageCompressionURL() const;
+    // The file a PDF compression tab takes: "pdf" extension or PDF type, by name.
+    std::optional<QString> pdfCompressionURL() const;
+    static bool isCompressibleImageURL(const QString& url);
+    static bool isCompressiblePDFURL(const QString& url);
 };

@@ -428,6 +428,34 @@ std::optional<QString> VelmoStore::activeSizeMapTargetURL() const
     return active->browserPanes()->activePane()->currentURL();
 }
 
+namespace {
+
+QStringList selectedURLs(const BrowserPanes* panes, std::optional<QString> (FileEntry::*target)() const)
+{
+    if (!panes) return {};
+    for (const FilePaneStore* pane : {panes->activePane(), panes->leftPane(), panes->rightPane()}) {
+        QStringList urls;
+        for (const auto& entry : pane->selectedEntries())
+            if (auto url = ((*entry).*target)()) urls << *url;
+        if (!urls.isEmpty()) return urls;
+    }
+    return {};
+}
+
+} // namespace
+
+QStringList VelmoStore::activeImageCompressionSelectionURLs() const
+{
+    auto* active = activeTab();
+    return selectedURLs(active ? active->browserPanes() : nullptr, &FileEntry::imageCompressionURL);
+}
+
+QStringList VelmoStore::activePDFCompressionSelectionURLs() const
+{
+    auto* active = activeTab();
+    return selectedURLs(active ? active->browserPanes() : nullptr, &FileEntry::pdfCompressionURL);
+}
+
 void VelmoStore::goBackInActivePane()
 {
     if (auto* active = activeTab(); active && active->browserPanes()) active->browserPanes()->activePane()->goBack();

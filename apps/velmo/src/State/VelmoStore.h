@@ -87,6 +87,10 @@ public:
     std::optional<QString> activeSizeMapSelectionURL() const;
     // That selection, else the active pane's folder.
     std::optional<QString> activeSizeMapTargetURL() const;
+    // Selected images (PDFs) of the active pane; if it has none, of the other panes,
+    // left first. Empty on a tab that is not a browser.
+    QStringList activeImageCompressionSelectionURLs() const;
+    QStringList activePDFCompressionSelectionURLs() const;
     // Shows `url` selected in a browser pane (the tab that opened a work surface, else
     // the first browser tab, else a new one) and returns that pane.
     FilePaneStore* revealInBrowserPane(const QString& url, const std::optional<QUuid>& originTabID,
