@@ -91,7 +91,8 @@ int main(int argc, char** argv)
     if (tree) {
         const auto treeStart = Clock::now();
         const QString root = FilePaths::standardized(FilePaths::fromNative(folder, qsizetype(std::strlen(folder))));
-        auto built = ScanTreeBuilder::fromScanResult(&result, root, LocalFileSystemProvider());
+        ScanTreeBuilder::sizePackages(&result, root, LocalFileSystemProvider());
+        auto built = ScanTreeBuilder::fromScanResult(&result, root);
         treeSeconds = secondsSince(treeStart);
         treeResident = residentMiB();
         treeNodes = built ? built->nodesByID.size() : 0;

@@ -2,11 +2,13 @@
 // SizeMapSession with the real scan engine, shown in a real SizeMapView on the offscreen
 // platform) and measures what a user waits for and what the main thread does meanwhile.
 //
-//   velmo-size-map-open [--controls] [--diagnose] [--engine app|preview] [--size WxH] FOLDER
+//   velmo-size-map-open [--controls] [--diagnose] [--engine app|whole] [--size WxH] FOLDER
 //
 //   open        from startScan() to the end of the paint that shows the finished tree's
 //               segments, split into the walk, the tree build and hand-over, the finished
-//               update on the main thread, the layout on the pool, and the final paint
+//               update on the main thread, the layout on the pool, and the final paint;
+//               and before it, the paint of the drawable part of the finished tree, which
+//               the engine sends before building the whole of it
 //   frames      per scan update: its handling, the layout it caused landing (the side list
 //               is rebuilt there too) and the paint that shows it; also the work between
 //               two paints of the window and the longest single event
@@ -15,16 +17,14 @@
 //               with the finished tree on screen
 //   --diagnose  where the main thread's time goes once the finished chart is shown: one
 //               progress update as the tab handles it, its parts, and the chart's paint
-//   --engine preview  a trial engine (PreviewFirstScanEngine) that sends the drawable part
-//               of the finished tree before building the whole of it
+//   --engine whole  the engine without the drawable part: the finished chart waits for the
+//               whole tree (app: the engine as the program makes it)
 //
 // Prints one "name value" line per figure (milliseconds, MiB) for size-map-side-by-side.sh,
 // and notes for a reader on stderr.
 //
 // Every event the main thread handles is timed in QApplication::notify. The walk is timed
 // by wrapping sg_full_scan_with_threads at link time (--wrap), so the app needs no hook.
-#include "PreviewFirstScanEngine.h"
-
 #include "State/SizeMapSession.h"
 #include "Support/ByteCountFormatter.h"
 #include "Views/SizeMapChartView.h"
@@ -97,6 +97,7 @@ struct Turn {
     const char* receiverClass = "";
     bool scanUpdate = false;    // delivered a scan update (scanStateChanged)
     bool finished = false;      // the update that finished the scan
+    bool drawablePart = false;  // the update that brought the drawable part of the finished tree
     bool layoutPending = false; // the chart was laying out when the turn ended
     bool layoutLanded = false;  // the chart took a new layout (segmentsChanged)
     qsizetype treeNodes = 0;    // records of the session's tree after a scan update
@@ -226,15 +227,19 @@ bool isFinished(const Turn& turn)
     return turn.finished;
 }
 
-enum class EngineKind { app, preview };
+enum class EngineKind { app, whole };
+
+std::shared_ptr<ScanEngineProviding> makeEngine(EngineKind kind)
+{
+    FastScanEngine::Options options;
+    if (kind == EngineKind::app) options.drawableLimits = SizeMapSunburstLayoutService {}.drawableLimits();
+    return std::make_shared<FastScanEngine>(options);
+}
 
 // A size-map tab as the window shows it: the session and its view, shown.
 struct Tab {
     Tab(const QString& folder, QSize size, EngineKind engine)
-        : session(new SizeMapSession(folder, std::nullopt,
-                                     engine == EngineKind::preview
-                                         ? std::shared_ptr<ScanEngineProviding>(std::make_shared<PreviewFirstScanEngine>())
-                                         : std::make_shared<FastScanEngine>()))
+        : session(new SizeMapSession(folder, std::nullopt, makeEngine(engine)))
         , view(new SizeMapView(nullptr, session))
     {
         view->resize(size);
@@ -242,11 +247,13 @@ struct Tab {
         timedApp()->chart = view->chart();
         QObject::connect(session, &SizeMapSession::scanStateChanged, session, [this] {
             const auto nodes = session->tree() ? session->tree()->nodesByID.size() : 0;
-            if (previewNodesMatch(nodes)) previewTree = *session->tree();
+            const bool drawableArrived = session->showsDrawablePart() && previewTree.nodesByID.isEmpty();
+            if (drawableArrived) previewTree = *session->tree();
             if (!timedApp()->inTurn()) return;
             Turn& turn = timedApp()->current;
             turn.scanUpdate = true;
             turn.treeNodes = nodes;
+            turn.drawablePart = drawableArrived;
             if (session->phase() == SizeMapSession::ScanPhase::finished && !finishedSeen) {
                 finishedSeen = true;
                 turn.finished = true;
@@ -256,11 +263,6 @@ struct Tab {
         QObject::connect(view->chart(), &SizeMapChartView::segmentsChanged, view, [] {
             if (timedApp()->inTurn()) timedApp()->current.layoutLanded = true;
         });
-    }
-
-    static bool previewNodesMatch(qsizetype nodes)
-    {
-        return nodes > 0 && nodes == PreviewFirstScanEngine::previewNodes.load();
     }
 
     // The main-thread time of a click on one of the tab's buttons.
@@ -284,6 +286,7 @@ struct Tab {
     bool open()
     {
         finishedSeen = false;
+        previewTree = {};
         openedAt = Clock::now();
         session->startScan();
         return runUntil([&] {
@@ -424,20 +427,17 @@ void printOpen(const Tab& tab, const std::vector<Turn>& turns)
     print("segments", double(tab.view->chart()->segments().size()));
 }
 
-// With the trial engine: when the drawable part of the finished tree was painted, and
-// whether its segments are those of the whole tree.
+// When the drawable part of the finished tree was painted, and whether its segments are
+// those of the whole tree.
 void printPreview(const Tab& tab, const std::vector<Turn>& turns)
 {
-    const auto sentAt = fromTicks(PreviewFirstScanEngine::previewSentAt);
-    const auto shown = findShown(turns, sentAt, [](const Turn& turn) {
-        return Tab::previewNodesMatch(turn.treeNodes);
-    });
+    const auto shown = findShown(turns, tab.openedAt, [](const Turn& turn) { return turn.drawablePart; });
     if (!shown || tab.previewTree.nodesByID.isEmpty()) {
-        std::fprintf(stderr, "# the preview was not shown\n");
+        std::fprintf(stderr, "# the drawable part was not shown\n");
         return;
     }
     print("preview_open_ms", msBetween(tab.openedAt, turns[shown->painted].end));
-    print("preview_build_ms", PreviewFirstScanEngine::previewBuildMs);
+    print("preview_build_ms", msBetween(fromTicks(walkEnded), turns[shown->update].start));
     print("preview_nodes", double(tab.previewTree.nodesByID.size()));
     const auto preview = SizeMapSunburstLayoutService {}.makeSegments(tab.previewTree, tab.previewTree.rootID);
     const auto& finalSegments = tab.view->chart()->segments();
@@ -549,7 +549,7 @@ void printDiagnosis(Tab& tab)
 
 int usage()
 {
-    std::fprintf(stderr, "usage: velmo-size-map-open [--controls] [--diagnose] [--engine app|preview] [--size WxH] FOLDER\n");
+    std::fprintf(stderr, "usage: velmo-size-map-open [--controls] [--diagnose] [--engine app|whole] [--size WxH] FOLDER\n");
     return 2;
 }
 
@@ -566,7 +566,7 @@ int run(int argc, char** argv)
         else if (std::strcmp(argv[i], "--engine") == 0 && i + 1 < argc) {
             const char* name = argv[++i];
             if (std::strcmp(name, "app") == 0) engine = EngineKind::app;
-            else if (std::strcmp(name, "preview") == 0) engine = EngineKind::preview;
+            else if (std::strcmp(name, "whole") == 0) engine = EngineKind::whole;
             else return usage();
         } else if (std::strcmp(argv[i], "--size") == 0 && i + 1 < argc) {
             int width = 0, height = 0;
@@ -591,7 +591,7 @@ int run(int argc, char** argv)
     print("peak_mib", peakMiB);
     print("resident_mib", residentMiB);
     printFrames(app->turns, tab->openedAt, app->turns[findShown(app->turns, tab->openedAt, isFinished)->painted].end);
-    if (engine == EngineKind::preview) printPreview(*tab, app->turns);
+    if (engine == EngineKind::app) printPreview(*tab, app->turns);
     std::fflush(stdout);
     if (diagnose) printDiagnosis(*tab);
     if (!controls) return 0;

@@ -69,8 +69,14 @@ void performScan(std::stop_token stop, const QString& rootPath, ScanUpdateChanne
         channel.send({ScanUpdate::Failed {ScanFailure::rootInaccessible(rootPath)}});
         return;
     }
-    std::optional<ScanTree> tree =
-        ScanTreeBuilder::fromScanResult(live.scanResult(), rootPath, *options.packageFileSystem, stop);
+    ScanTreeBuilder::sizePackages(live.scanResult(), rootPath, *options.packageFileSystem, stop);
+    // The whole tree takes about a second per million records; the chart needs a few
+    // thousand of them. A walk that fit one live tree is built whole at once anyway.
+    if (options.drawableLimits && live.scanResult()->node_count > options.snapshotNodeLimit && !stop.stop_requested()) {
+        if (auto drawable = ScanTreeBuilder::drawableFromScanResult(live.scanResult(), rootPath, *options.drawableLimits))
+            channel.send({ScanUpdate::IntermediateTree {std::move(drawable->tree), true, std::move(drawable->standInIDs)}});
+    }
+    std::optional<ScanTree> tree = ScanTreeBuilder::fromScanResult(live.scanResult(), rootPath, stop);
     live.releaseNodes();
     const ProgressSnapshot counters = progressOf(live.scanResult(), rootPath);
     if (stop.stop_requested()) {

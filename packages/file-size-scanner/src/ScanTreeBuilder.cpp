@@ -8,9 +8,13 @@
 #include <QStringList>
 #include <QtGlobal>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -137,10 +141,10 @@ QString flatPath(const sg_flat_node_t* nodes, int32_t index, const QString& root
 }
 
 // Replaces each package's own size by the size of its whole content and adds the
-// difference to every ancestor. Done on the flat records before any tree record exists,
-// so that the records are built with their final sizes in one pass.
-void sizePackages(sg_flat_node_t* nodes, int32_t count, const QString& rootPath, const FileSystemProviding& fileSystem,
-                  const std::stop_token& stop)
+// difference to every ancestor, on the flat records, so that any tree made of them has
+// the final sizes.
+void sizePackageRecords(sg_flat_node_t* nodes, int32_t count, const QString& rootPath,
+                        const FileSystemProviding& fileSystem, const std::stop_token& stop)
 {
     for (int32_t i = 0; i < count && !stop.stop_requested(); ++i) {
         if (nodes[i].obj_type != SG_OBJ_PACKAGE) continue;
@@ -162,15 +166,225 @@ void sizePackages(sg_flat_node_t* nodes, int32_t count, const QString& rootPath,
     }
 }
 
+// A tree of copied records whose parent indices point into the copies. The records at
+// `standIns` (ascending) stand for no file-system object: they get no path, and their
+// names, which hold a "/" no real name has, give them identifiers no real path has.
+ScanTree treeOfCopies(const sg_flat_node_t* nodes, int32_t count, const QString& rootPath,
+                      const std::vector<int32_t>& standIns = {}, QSet<QUuid>* standInIDs = nullptr)
+{
+    PathChain chain(rootPath, count);
+    ScanTree tree;
+    tree.nodesByID.reserve(count);
+    auto standIn = standIns.begin();
+    for (int32_t i = 0; i < count; ++i) {
+        const PathChain::Step step = chain.add(i, nodes[i]);
+        ScanNodeRecord record = makeRecord(i, nodes[i], step, chain, rootPath);
+        if (standIn != standIns.end() && *standIn == i) {
+            ++standIn;
+            record.url.clear();
+            record.displayName.clear();
+            if (standInIDs) standInIDs->insert(record.id);
+        }
+        if (record.parentID) tree.childIDsByParentID[*record.parentID].append(record.id);
+        tree.nodesByID.insert(record.id, std::move(record));
+    }
+    tree.rootID = chain.id(0);
+    return tree;
+}
+
+// The records a chart draws from the root of a finished walk, copied parents first with
+// their parent indices renumbered (see ScanTreeBuilder::drawableFromScanResult).
+//
+// Mirrors the chart's rules from the outside: a child is drawn when its share of its
+// parent and its arc are big enough and it is among the parent's largest. The arc is taken
+// at its widest (its share of the parent's arc, before gaps), so what is kept is never less
+// than what is drawn; whatever is packed into a stand-in is surely not drawn.
+class DrawableRecords {
+public:
+    DrawableRecords(const sg_scan_result_t& result, const ScanTreeBuilder::DrawableLimits& limits)
+        : result_(result), limits_(limits)
+    {
+        plan(0, 0, limits.spanDegrees);
+        choosePackedFolders();
+        sg_flat_node_t root = result.nodes[0];
+        root.parent_index = -1;
+        records_.push_back(root);
+        copyIndices_.emplace(0, 0);
+        for (const Folder& folder : folders_) copyChildren(folder);
+    }
+
+    const std::vector<sg_flat_node_t>& records() const { return records_; }
+    const std::vector<int32_t>& standIns() const { return standIns_; }
+
+private:
+    struct Folder {
+        int32_t index = 0;
+        std::vector<std::pair<int32_t, double>> drawn; // with the widest arc each can get
+        std::vector<int32_t> undrawn;                  // with a size, packed if need be
+        std::vector<int32_t> outranked;                // big enough but beyond the largest
+        int32_t firstChild = -1;                       // kept when nothing else is
+        bool packed = false;
+    };
+
+    std::pair<int32_t, int64_t> childRange(const sg_flat_node_t& parent) const
+    {
+        if (parent.child_count < 1 || parent.first_child < 0) return {0, 0};
+        return {parent.first_child,
+                std::min<int64_t>(int64_t(parent.first_child) + parent.child_count, result_.children_count)};
+    }
+
+    // Folders in pre-order, each with its children sorted as the chart will draw them.
+    void plan(int32_t index, int depth, double span)
+    {
+        const sg_flat_node_t& parent = result_.nodes[index];
+        const auto [first, end] = childRange(parent);
+        if (depth >= limits_.rings || first >= end) return;
+        Folder folder;
+        folder.index = index;
+        const double parentSize = double(clampedSize(parent.allocated_size));
+        double childrenTotal = 0;
+        for (int64_t k = first; k < end; ++k) {
+            const int32_t child = result_.children[k];
+            if (child > 0 && child < result_.node_count) childrenTotal += double(clampedSize(result_.nodes[child].allocated_size));
+        }
+        // A hair wider than the chart could make it, so that rounding never drops an arc.
+        const double widest = span * (1 + 1e-9);
+        for (int64_t k = first; k < end; ++k) {
+            const int32_t child = result_.children[k];
+            if (child <= 0 || child >= result_.node_count) continue;
+            if (folder.firstChild < 0) folder.firstChild = child;
+            const qint64 size = clampedSize(result_.nodes[child].allocated_size);
+            if (size < 1) continue; // the chart neither draws nor counts it
+            const double fraction = double(size) / parentSize;
+            if (fraction < limits_.minimumFraction || widest * fraction < limits_.minimumAngleDegrees)
+                folder.undrawn.push_back(child);
+            else
+                folder.drawn.emplace_back(child, childrenTotal > 0 ? span * double(size) / childrenTotal : span);
+        }
+        outrank(folder);
+        const std::size_t at = folders_.size();
+        folders_.push_back(std::move(folder));
+        for (std::size_t i = 0; i < folders_[at].drawn.size(); ++i) {
+            const auto [child, childSpan] = folders_[at].drawn[i];
+            plan(child, depth + 1, childSpan);
+        }
+    }
+
+    // Past the largest the chart draws of one parent, the rest join its smaller arc.
+    // Children as large as the last one drawn stay, since the chart breaks such ties by name.
+    void outrank(Folder& folder) const
+    {
+        const std::size_t cap = std::size_t(std::max(limits_.maximumVisibleChildren, 0));
+        if (folder.drawn.size() <= cap) return;
+        auto sizeOf = [this](const std::pair<int32_t, double>& entry) { return result_.nodes[entry.first].allocated_size; };
+        uint64_t smallestDrawn = std::numeric_limits<uint64_t>::max();
+        if (cap > 0) {
+            std::vector<uint64_t> sizes;
+            sizes.reserve(folder.drawn.size());
+            for (const auto& entry : folder.drawn) sizes.push_back(sizeOf(entry));
+            std::nth_element(sizes.begin(), sizes.begin() + std::ptrdiff_t(cap - 1), sizes.end(), std::greater<> {});
+            smallestDrawn = sizes[cap - 1];
+        }
+        std::erase_if(folder.drawn, [&](const std::pair<int32_t, double>& entry) {
+            if (sizeOf(entry) >= smallestDrawn) return false;
+            folder.outranked.push_back(entry.first);
+            return true;
+        });
+    }
+
+    // Within the budget every undrawn child is kept; beyond it the folders with the most
+    // are packed first.
+    void choosePackedFolders()
+    {
+        qsizetype total = 0;
+        std::vector<Folder*> byCount;
+        for (Folder& folder : folders_) {
+            total += qsizetype(folder.undrawn.size());
+            byCount.push_back(&folder);
+        }
+        std::sort(byCount.begin(), byCount.end(),
+                  [](const Folder* a, const Folder* b) { return a->undrawn.size() > b->undrawn.size(); });
+        for (Folder* folder : byCount) {
+            if (total <= limits_.undrawnChildrenBudget) break;
+            total -= qsizetype(folder->undrawn.size());
+            folder->packed = true;
+        }
+    }
+
+    int32_t copy(int32_t index, int32_t parentCopy)
+    {
+        sg_flat_node_t node = result_.nodes[index];
+        node.parent_index = parentCopy;
+        records_.push_back(node);
+        return int32_t(records_.size() - 1);
+    }
+
+    void copyChildren(const Folder& folder)
+    {
+        const int32_t parentCopy = copyIndices_.at(folder.index);
+        const std::size_t before = records_.size();
+        for (const auto& [child, span] : folder.drawn) copyIndices_.emplace(child, copy(child, parentCopy));
+        for (const int32_t child : folder.outranked) copy(child, parentCopy);
+        if (!folder.packed) {
+            for (const int32_t child : folder.undrawn) copy(child, parentCopy);
+        } else {
+            pack(folder, parentCopy);
+        }
+        // A folder with content keeps some, so that the chart still sees a folder there.
+        if (records_.size() == before && folder.firstChild >= 0) copy(folder.firstChild, parentCopy);
+    }
+
+    // The undrawn children in stand-ins, each below the drawable share. The first is kept
+    // as itself, so that a folder of several small children never shows as one of a single.
+    void pack(const Folder& folder, int32_t parentCopy)
+    {
+        if (folder.undrawn.empty()) return;
+        copy(folder.undrawn.front(), parentCopy);
+        const double parentSize = double(clampedSize(result_.nodes[folder.index].allocated_size));
+        uint64_t bin = 0;
+        auto flush = [&] {
+            sg_flat_node_t standIn {};
+            std::snprintf(standIn.name, sizeof standIn.name, "/%zu", standIns_.size());
+            standIn.parent_index = parentCopy;
+            standIn.allocated_size = standIn.logical_size = bin;
+            standIn.obj_type = SG_OBJ_FILE;
+            standIn.is_readable = 1;
+            standIns_.push_back(int32_t(records_.size()));
+            records_.push_back(standIn);
+            bin = 0;
+        };
+        for (std::size_t i = 1; i < folder.undrawn.size(); ++i) {
+            const uint64_t size = result_.nodes[folder.undrawn[i]].allocated_size;
+            // A bin of several stays below the share the chart draws; one alone is undrawn anyway.
+            if (bin > 0 && double(clampedSize(sg_size_add(bin, size))) / parentSize >= limits_.minimumFraction) flush();
+            bin = sg_size_add(bin, size);
+        }
+        if (bin > 0) flush();
+    }
+
+    const sg_scan_result_t& result_;
+    const ScanTreeBuilder::DrawableLimits limits_;
+    std::vector<Folder> folders_;
+    std::vector<sg_flat_node_t> records_;
+    std::vector<int32_t> standIns_;
+    std::unordered_map<int32_t, int32_t> copyIndices_; // of the drawn: walk index to copy index
+};
+
 } // namespace
 
+void ScanTreeBuilder::sizePackages(sg_scan_result_t* result, const QString& rootPath,
+                                   const FileSystemProviding& fileSystem, std::stop_token stop)
+{
+    if (!result || !result->nodes || result->node_count < 1) return;
+    sizePackageRecords(result->nodes, result->node_count, rootPath, fileSystem, stop);
+}
+
 std::optional<ScanTree> ScanTreeBuilder::fromScanResult(sg_scan_result_t* result, const QString& rootPath,
-                                                        const FileSystemProviding& packageFileSystem, std::stop_token stop)
+                                                        std::stop_token stop)
 {
     if (!result || !result->nodes || result->node_count < 1) return std::nullopt;
     const int32_t count = result->node_count;
     sg_flat_node_t* nodes = result->nodes;
-    sizePackages(nodes, count, rootPath, packageFileSystem, stop);
 
     // The flat records are read once, front to back; what the children pass needs is kept
     // aside, so the records' memory goes back while the tree grows.
@@ -210,16 +424,18 @@ std::optional<ScanTree> ScanTreeBuilder::fromScanResult(sg_scan_result_t* result
 std::optional<ScanTree> ScanTreeBuilder::fromSnapshot(const sg_flat_node_t* nodes, int32_t count, const QString& rootPath)
 {
     if (!nodes || count < 1) return std::nullopt;
-    PathChain chain(rootPath, count);
-    ScanTree tree;
-    tree.nodesByID.reserve(count);
-    for (int32_t i = 0; i < count; ++i) {
-        const PathChain::Step step = chain.add(i, nodes[i]);
-        ScanNodeRecord record = makeRecord(i, nodes[i], step, chain, rootPath);
-        if (record.parentID) tree.childIDsByParentID[*record.parentID].append(record.id);
-        tree.nodesByID.insert(record.id, std::move(record));
-    }
-    tree.rootID = chain.id(0);
+    return treeOfCopies(nodes, count, rootPath);
+}
+
+std::optional<ScanTreeBuilder::DrawableTree> ScanTreeBuilder::drawableFromScanResult(const sg_scan_result_t* result,
+                                                                                     const QString& rootPath,
+                                                                                     const DrawableLimits& limits)
+{
+    if (!result || !result->nodes || result->node_count < 1) return std::nullopt;
+    const DrawableRecords drawable(*result, limits);
+    DrawableTree tree;
+    tree.tree = treeOfCopies(drawable.records().data(), int32_t(drawable.records().size()), rootPath,
+                             drawable.standIns(), &tree.standInIDs);
     return tree;
 }
 

@@ -52,29 +52,41 @@ TEST(FastScanEngine, AnEmptyFolderIsOneRecordAndRootsThatAreNoFolderFail)
     }
 }
 
+// Then, once the walk has ended, the drawable part of the finished tree.
 TEST(FastScanEngine, LiveTreesGrowUpToTheLimitAndKeepTheFinalIdentifiers)
 {
-    FastScanEngine engine({.pollInterval = std::chrono::milliseconds(1), .threadCount = 1});
+    FastScanEngine engine(
+        {.pollInterval = std::chrono::milliseconds(1), .threadCount = 1, .drawableLimits = ScanTreeBuilder::DrawableLimits {}});
     auto stream = engine.startScan(q(largeTree().path()));
     const auto updates = readAll(stream);
     const auto& finished = finishedOf(updates);
     ASSERT_EQ(finished.tree.nodesByID.size(), 400 * 251 + 1);
 
+    auto trees = updatesOf<ScanUpdate::IntermediateTree>(updates);
+    ASSERT_FALSE(trees.empty());
+    const ScanUpdate::IntermediateTree drawable = trees.back();
+    ASSERT_TRUE(drawable.isDrawablePart);
+    for (const ScanNodeRecord& record : std::as_const(drawable.tree.nodesByID)) {
+        if (!drawable.standInIDs.contains(record.id)) {
+            EXPECT_EQ(finished.tree.node(record.id), record);
+        }
+    }
+    trees.pop_back();
+
     // The walk of 100,000 entries on one thread outlasts many 1 ms polls.
-    ASSERT_FALSE(updatesOf<ScanUpdate::IntermediateTree>(updates).empty());
+    ASSERT_FALSE(trees.empty());
     qsizetype previous = 0;
     bool sawLimit = false;
-    for (const ScanUpdate& update : updates) {
-        const auto* live = std::get_if<ScanUpdate::IntermediateTree>(&update.value);
-        if (!live) continue;
-        const qsizetype size = live->tree.nodesByID.size();
+    for (const ScanUpdate::IntermediateTree& live : trees) {
+        EXPECT_FALSE(live.isDrawablePart);
+        const qsizetype size = live.tree.nodesByID.size();
         EXPECT_FALSE(sawLimit) << "no live tree after the limit was reached";
         EXPECT_GT(size, previous);
         EXPECT_LE(size, 5000);
         sawLimit = size == 5000;
         previous = size;
-        EXPECT_EQ(live->tree.rootID, finished.tree.rootID);
-        for (auto it = live->tree.nodesByID.cbegin(); it != live->tree.nodesByID.cend(); ++it) {
+        EXPECT_EQ(live.tree.rootID, finished.tree.rootID);
+        for (auto it = live.tree.nodesByID.cbegin(); it != live.tree.nodesByID.cend(); ++it) {
             const auto final = finished.tree.node(it.key());
             ASSERT_TRUE(final);
             EXPECT_EQ(final->url, it->url);

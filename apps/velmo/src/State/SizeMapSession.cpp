@@ -100,6 +100,7 @@ void SizeMapSession::startScan()
     progressSnapshot_.reset();
     summary_.reset();
     errorMessage_.reset();
+    noteDrawablePart(nullptr);
     // The chart has its centre at once, before the first live tree.
     applyTree(placeholderTree(folderURL_), false);
 
@@ -168,10 +169,12 @@ void SizeMapSession::consume(ScanUpdate update)
     } else if (auto* progress = std::get_if<ProgressSnapshot>(&update.value)) {
         progressSnapshot_ = std::move(*progress);
     } else if (auto* live = std::get_if<ScanUpdate::IntermediateTree>(&update.value)) {
+        noteDrawablePart(live);
         applyTree(std::move(live->tree), false);
     } else if (auto* finished = std::get_if<ScanUpdate::Finished>(&update.value)) {
         summary_ = std::move(finished->summary);
         ended(ScanPhase::finished);
+        noteDrawablePart(nullptr);
         applyTree(std::move(finished->tree), true);
     } else if (auto* failed = std::get_if<ScanUpdate::Failed>(&update.value)) {
         errorMessage_ = failed->failure.message();
@@ -183,6 +186,26 @@ void SizeMapSession::consume(ScanUpdate update)
         return; // incremental node updates: no engine sends them
     }
     emit scanStateChanged();
+}
+
+// The drawable part of a finished walk has the final sizes of what the chart shows and
+// packs much of the rest into stand-ins. Until the whole tree comes, the side list keeps
+// the rows it had (while that node stays focused) and no stand-in can be focused or
+// selected, so none is ever revealed or trashed.
+void SizeMapSession::noteDrawablePart(const ScanUpdate::IntermediateTree* live)
+{
+    if (!live || !live->isDrawablePart) {
+        showsDrawablePart_ = false;
+        standInIDs_.clear();
+        heldChildren_.reset();
+        return;
+    }
+    if (!heldChildren_ && focusedNodeID_) {
+        QList<ScanNodeRecord> rows = focusedChildren();
+        if (!rows.isEmpty()) heldChildren_.emplace(*focusedNodeID_, std::move(rows));
+    }
+    showsDrawablePart_ = true;
+    standInIDs_ = live->standInIDs;
 }
 
 void SizeMapSession::applyTree(ScanTree tree, bool isComplete)
@@ -227,7 +250,7 @@ void SizeMapSession::scanFolder(const QString& url)
 void SizeMapSession::openOrSelectNode(const QUuid& id)
 {
     const auto node = tree_ ? tree_->node(id) : std::nullopt;
-    if (!node) return;
+    if (!node || isStandIn(id)) return;
     if (node->kind == ScanNodeKind::directory && node->childCount > 0) focusNode(id);
     wantedSelectionID_ = id;
     setFocus(focusedNodeID_, id);
@@ -235,7 +258,7 @@ void SizeMapSession::openOrSelectNode(const QUuid& id)
 
 void SizeMapSession::selectNode(const QUuid& id)
 {
-    if (!tree_ || !tree_->node(id)) return;
+    if (!tree_ || !tree_->node(id) || isStandIn(id)) return;
     wantedSelectionID_ = id;
     setFocus(focusedNodeID_, id);
 }
@@ -243,7 +266,7 @@ void SizeMapSession::selectNode(const QUuid& id)
 void SizeMapSession::focusNode(const QUuid& id)
 {
     const auto node = tree_ ? tree_->node(id) : std::nullopt;
-    if (!node) return;
+    if (!node || isStandIn(id)) return;
     wantedFocusID_ = id;
     wantedSelectionID_ = id;
     // Going up keeps the deeper trail, for going back down.
@@ -303,7 +326,9 @@ QList<ScanNodeRecord> SizeMapSession::focusedChildren() const
 {
     const auto node = focusedNode();
     if (!node) return {};
+    if (heldChildren_ && heldChildren_->first == node->id) return heldChildren_->second;
     QList<ScanNodeRecord> children = tree_->children(node->id);
+    children.removeIf([this](const ScanNodeRecord& child) { return isStandIn(child.id); });
     std::stable_sort(children.begin(), children.end(), [](const ScanNodeRecord& a, const ScanNodeRecord& b) {
         if (a.allocatedSize != b.allocatedSize) return a.allocatedSize > b.allocatedSize;
         return a.displayName < b.displayName;

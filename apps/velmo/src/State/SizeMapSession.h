@@ -7,11 +7,13 @@
 #include "FileSizeScanner/ScanUpdate.h"
 
 #include <QObject>
+#include <QSet>
 #include <QUuid>
 
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
 // One entry of the size map's path bar: the volume, then each folder down to the
 // deepest place visited. Entries inside the scanned folder carry the node they
@@ -84,6 +86,10 @@ public:
     std::optional<ScanNodeRecord> selectedNode() const;
     // The focused node's children, larger first, then by name.
     QList<ScanNodeRecord> focusedChildren() const;
+    // While the drawable part of a finished walk is shown, until the whole tree comes:
+    // whether `id` is one of its stand-ins, which are no file-system objects.
+    bool showsDrawablePart() const { return showsDrawablePart_; }
+    bool isStandIn(const QUuid& id) const { return standInIDs_.contains(id); }
     QList<SizeMapBreadcrumbEntry> displayBreadcrumbs() const;
 
     // Counters while scanning, then the finished scan's.
@@ -119,6 +125,7 @@ private:
     struct ScanReader;
 
     void consume(ScanUpdate update);
+    void noteDrawablePart(const ScanUpdate::IntermediateTree* live);
     void applyTree(ScanTree tree, bool isComplete);
     void setFocus(std::optional<QUuid> focused, std::optional<QUuid> selected);
     void closeReader();
@@ -144,4 +151,8 @@ private:
     MainThreadDelivery deliver_;
     quint64 scanGeneration_ = 0;
     int segmentsDrawn_ = 0;
+    // The drawable part's stand-ins, and the side list from before it with the node it lists.
+    bool showsDrawablePart_ = false;
+    QSet<QUuid> standInIDs_;
+    std::optional<std::pair<QUuid, QList<ScanNodeRecord>>> heldChildren_;
 };

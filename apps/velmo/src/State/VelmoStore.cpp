@@ -9,6 +9,7 @@
 #include "Services/PosixFileTransferService.h"
 #include "Services/SystemFileOpeningService.h"
 #include "Services/WorkspaceFileActionService.h"
+#include "SizeMap/SizeMapSunburstLayoutService.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -56,7 +57,12 @@ VelmoStore::VelmoStore(VelmoStoreDependencies dependencies, QObject* parent)
         d.fileActionServiceFactory = [actions](PaneID) { return actions; };
     }
 
-    if (!d.scanEngineFactory) d.scanEngineFactory = [] { return std::make_shared<FastScanEngine>(); };
+    // The size map's chart is drawn as soon as the walk ends, from the part of the tree it shows.
+    if (!d.scanEngineFactory)
+        d.scanEngineFactory = [] {
+            return std::make_shared<FastScanEngine>(
+                FastScanEngine::Options {.drawableLimits = SizeMapSunburstLayoutService {}.drawableLimits()});
+        };
 
     const DefaultsStore& defaults = *d.defaults;
     isSidebarVisible_ = defaults.boolValue(kSidebarVisibleKey, true);

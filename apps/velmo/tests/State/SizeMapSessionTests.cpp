@@ -249,6 +249,43 @@ TEST(SizeMapSessionUpdates, LiveTreesKeepFocusAndStaleGenerationsAreDropped)
     EXPECT_FALSE(session.selectedNodeID());
 }
 
+// The drawable part of a finished walk, shown until the whole tree comes: the side list
+// keeps the rows it had, and a stand-in is never focused or selected, so never revealed
+// or trashed.
+TEST(SizeMapSessionUpdates, TheDrawablePartKeepsTheRowsAndNoStandInIsChosen)
+{
+    auto engine = std::make_shared<ScriptedScanEngine>();
+    SizeMapSession session("/data", std::nullopt, engine);
+    session.startScan();
+    auto applied = [&](const ScanUpdate& update, const std::function<bool()>& done) {
+        engine->channels.back()->send(update);
+        return waitUntil(done);
+    };
+    ASSERT_TRUE(applied(live(treeOf("/data", {"a/x", "b"})), [&] { return session.tree()->nodesByID.size() == 4; }));
+    const QList<ScanNodeRecord> rows = session.focusedChildren();
+
+    const QUuid standIn = nodeID("/data/s"), innerStandIn = nodeID("/data/c/t");
+    const ScanUpdate drawable {ScanUpdate::IntermediateTree {treeOf("/data", {"a/x", "b", "c/y", "c/t", "s"}), true,
+                                                            {standIn, innerStandIn}}};
+    ASSERT_TRUE(applied(drawable, [&] { return session.showsDrawablePart(); }));
+    EXPECT_EQ(session.focusedChildren(), rows);
+    session.openOrSelectNode(standIn);
+    session.selectNode(standIn);
+    session.focusNode(standIn);
+    EXPECT_EQ(session.focusedNodeID(), nodeID("/data"));
+    EXPECT_FALSE(session.selectedNodeID());
+    // Elsewhere the rows are the drawable part's own, without its stand-ins.
+    session.openOrSelectNode(nodeID("/data/c"));
+    ASSERT_EQ(session.focusedChildren().size(), 1);
+    EXPECT_EQ(session.focusedChildren()[0].id, nodeID("/data/c/y"));
+
+    ASSERT_TRUE(applied(finished(treeOf("/data", {"a/x", "b", "c/y", "c/z"})), [&] { return !session.isScanning(); }));
+    EXPECT_FALSE(session.showsDrawablePart());
+    EXPECT_EQ(session.focusedChildren().size(), 2);
+    session.focusParent();
+    EXPECT_EQ(session.focusedChildren().size(), 3);
+}
+
 TEST(SizeMapSessionUpdates, ABusyWindowGetsTheNewestUpdatesAndTheEnd)
 {
     auto engine = std::make_shared<ScriptedScanEngine>();

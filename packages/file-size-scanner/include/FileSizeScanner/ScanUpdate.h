@@ -5,6 +5,8 @@
 #include "FileSizeScanner/ScanSummary.h"
 #include "FileSizeScanner/ScanTree.h"
 
+#include <QSet>
+
 #include <variant>
 
 // One event of a scan's stream. NodeDiscovered, NodeUpdated and BranchCompleted exist for
@@ -32,6 +34,11 @@ struct ScanUpdate {
     };
     struct IntermediateTree {
         ScanTree tree;
+        // Set on the drawable part of a finished walk: the final sizes of what a chart draws
+        // from the root, sent while the whole tree is still being built. Its stand-ins are
+        // records of no file-system object (see ScanTreeBuilder::DrawableTree).
+        bool isDrawablePart = false;
+        QSet<QUuid> standInIDs {};
         bool operator==(const IntermediateTree&) const = default;
     };
     struct Finished {

@@ -3,6 +3,7 @@
 #include "SizeMap/SizeMapSunburstSegment.h"
 
 #include <FileSizeScanner/ScanTree.h>
+#include <FileSizeScanner/ScanTreeBuilder.h>
 
 #include <QList>
 
@@ -26,6 +27,17 @@ struct SizeMapSunburstLayoutService {
     // Drawing order: inner to outer within each branch, depth first. Empty when the
     // focused node is missing or its allocated size is below 1.
     QList<SizeMapSunburstSegment> makeSegments(const ScanTree& tree, const QUuid& focusedNodeID) const;
+
+    // What a tree must hold for this layout of its root: what the scan sends first, so
+    // that the finished chart is drawn before the whole tree is built.
+    ScanTreeBuilder::DrawableLimits drawableLimits() const
+    {
+        return {.rings = maximumDepth,
+                .spanDegrees = chartEndDegrees - chartStartDegrees,
+                .minimumFraction = minimumFraction,
+                .minimumAngleDegrees = minimumAngleDegrees,
+                .maximumVisibleChildren = maximumVisibleChildrenPerParent};
+    }
 
     // A value in [0, 1) that depends on `text` and `offset` only, so caps keep their
     // heights between layouts: FNV-1a of "text-offset", modulo 10,000.
