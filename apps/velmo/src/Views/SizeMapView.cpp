@@ -81,6 +81,8 @@ SizeMapView::SizeMapView(VelmoStore* app, SizeMapSession* session, QWidget* pare
     list_ = new QTreeWidget(split);
     list_->setObjectName(QStringLiteral("sizeMapChildren"));
     list_->setRootIsDecorated(false);
+    // Hundreds of rows arrive with each new tree: one row height spares measuring each.
+    list_->setUniformRowHeights(true);
     list_->setHeaderLabels({QStringLiteral("Name"), QStringLiteral("Size"), QStringLiteral("Share")});
     list_->header()->setSectionResizeMode(0, QHeaderView::Stretch);
     list_->setMouseTracking(true);
@@ -262,7 +264,8 @@ void SizeMapView::recolorChildList()
         const QColor color = chart_->colorOf(item->data(0, kNodeIDRole).toUuid()).value_or(neutral);
         auto found = swatches_.constFind(color.rgba());
         if (found == swatches_.constEnd()) found = swatches_.insert(color.rgba(), swatch(color));
-        item->setIcon(0, *found);
+        // Most rows keep their colour from one layout to the next; each change repaints.
+        if (item->icon(0).cacheKey() != found->cacheKey()) item->setIcon(0, *found);
     }
 }
 
