@@ -53,3 +53,12 @@ std::shared_ptr<TaskExecutor> TaskExecutor::searches()
     static auto* executor = new std::shared_ptr<TaskExecutor>(std::make_shared<ThreadPoolExecutor>(4));
     return *executor;
 }
+
+std::shared_ptr<TaskExecutor> TaskExecutor::compression()
+{
+    // Encoders keep a core busy each; saving copies go through the same queue, so a
+    // save waits behind at most the encodes already running (never destroyed).
+    static auto* executor = new std::shared_ptr<TaskExecutor>(
+        std::make_shared<ThreadPoolExecutor>(std::max(2, QThread::idealThreadCount()), QThread::LowPriority));
+    return *executor;
+}

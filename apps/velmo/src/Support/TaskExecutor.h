@@ -20,4 +20,6 @@ public:
     // Searches: each runs for as long as it walks, so they have threads of their
     // own and a search stuck on a dead mount never holds back a copy or a trash.
     static std::shared_ptr<TaskExecutor> searches();
+    // Image and PDF compression: one encode per core, below interactive work.
+    static std::shared_ptr<TaskExecutor> compression();
 };
