@@ -54,6 +54,19 @@ bool FileEntry::isCompressiblePDFURL(const QString& url)
     return extensionOf(url) == u"pdf" || typeByName(url).inherits(QStringLiteral("application/pdf"));
 }
 
+bool FileEntry::isPreviewableVideoURL(const QString& url)
+{
+    static const QStringList extensions {"mp4", "m4v", "mov", "webm", "mkv", "avi", "ogv", "mpg", "mpeg"};
+    if (extensions.contains(extensionOf(url))) return true;
+    return typeByName(url).name().startsWith(u"video/");
+}
+
+std::optional<QString> FileEntry::previewableVideoURL() const
+{
+    if (isDirectory || (resolvedURL && resolvedIsDirectory)) return std::nullopt;
+    return isPreviewableVideoURL(url) ? std::optional(url) : std::nullopt;
+}
+
 std::optional<QString> FileEntry::imageCompressionURL() const
 {
     if (isDirectory || (resolvedURL && resolvedIsDirectory)) return std::nullopt;

@@ -45,4 +45,7 @@ struct FileEntry {
     std::optional<QString> pdfCompressionURL() const;
     static bool isCompressibleImageURL(const QString& url);
     static bool isCompressiblePDFURL(const QString& url);
+    // A file the video preview plays: a video type or extension, by name.
+    std::optional<QString> previewableVideoURL() const;
+    static bool isPreviewableVideoURL(const QString& url);
 };

@@ -71,9 +71,12 @@ VelmoStore::VelmoStore(VelmoStoreDependencies dependencies, QObject* parent)
     showHiddenFiles_ = defaults.boolValue(kShowHiddenFilesKey, false);
     loadViewOptions();
     loadFavorites();
+    loadSidePreviewDefaults();
 
     makeInitialTabs();
     connect(this, &VelmoStore::activeTabChanged, this, &VelmoStore::noteActiveBrowserTab);
+    for (auto signal : {&VelmoStore::activeTabChanged, &VelmoStore::activePaneChanged, &VelmoStore::tabsChanged})
+        connect(this, signal, this, &VelmoStore::syncSidePreviewStateForCurrentSelection);
 }
 
 VelmoStore::~VelmoStore()
@@ -130,6 +133,9 @@ std::unique_ptr<FilePaneStore> VelmoStore::makePane(PaneID id, const QString& fo
     for (auto signal : {&FilePaneStore::transferChanged, &FilePaneStore::activeOperationChanged,
                         &FilePaneStore::loadingChanged, &FilePaneStore::folderSizeWorkChanged})
         connect(pane.get(), signal, this, &VelmoStore::activityChanged);
+    // The rows matter too: a selected file that goes away takes its preview along.
+    for (auto signal : {&FilePaneStore::selectionChanged, &FilePaneStore::rowsChanged})
+        connect(pane.get(), signal, this, &VelmoStore::syncSidePreviewStateForCurrentSelection);
     return pane;
 }
 

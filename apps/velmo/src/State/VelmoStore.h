@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Models/SidePreview.h"
 #include "Models/VelmoSessionState.h"
 #include "State/ClosedWindowTab.h"
 #include "State/VelmoSessionStore.h"
@@ -12,6 +13,7 @@
 #include <QObject>
 #include <QUuid>
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -190,6 +192,39 @@ signals:
     void favoritesChanged();
 
 public:
+    // --- side previews (VelmoStoreSidePreviews.cpp) ---
+    // With one PDF, image or video selected in the active pane of a browser tab, the
+    // other pane can show it large. Shown when asked by hand for that selection, else
+    // when auto-open is on; a preview closed by hand stays closed for that selection
+    // only. One kind at a time, since one file is of one kind.
+    bool autoOpenSidePreview(SidePreviewKind kind) const { return autoOpen_[std::size_t(kind)]; }
+    // The three kinds share one switch; each keeps its own stored key.
+    void setAutoOpenSidePreviews(bool open);
+    std::optional<SidePreview> sidePreviewCandidate(SidePreviewKind kind) const;
+    std::optional<SidePreview> activeSidePreview(SidePreviewKind kind) const;
+    std::optional<SidePreview> activeSidePreview() const;
+    std::optional<SidePreview> activePDFSidePreview() const { return activeSidePreview(SidePreviewKind::pdf); }
+    std::optional<SidePreview> activeImageSidePreview() const { return activeSidePreview(SidePreviewKind::image); }
+    std::optional<SidePreview> activeVideoSidePreview() const { return activeSidePreview(SidePreviewKind::video); }
+    // The pane that shows a preview instead of its listing.
+    std::optional<PaneID> activeSidePreviewPaneID() const;
+    // Called on every change of selection, pane or tab: a hand-made choice for another
+    // selection is forgotten.
+    void syncSidePreviewStateForCurrentSelection();
+    void toggleSidePreview(SidePreviewKind kind);
+    void toggleSidePreviewForActiveSelection();
+    // The preview fed from, or shown in, `paneID`; else the one its selection would give.
+    void toggleSidePreview(PaneID paneID);
+    std::optional<MediaFilmstripPreview> activeMediaFilmstripPreview() const;
+    void selectMediaFilmstripEntry(const QString& id);
+    // A markup copy of a previewed image was saved (or not): the source pane says so
+    // and lists the new file.
+    void handleImageMarkupSaveResult(const SidePreview& preview, const std::optional<QString>& outputURL);
+signals:
+    // What activeSidePreview() gives may have changed.
+    void sidePreviewChanged();
+
+public:
     void teardown();
 
     // --- folder view states ---
@@ -285,4 +320,12 @@ private:
     // Made from the dependencies above it, before the constructor makes the first panes.
     FolderViewStateStore folderViewStates_ {dependencies_.defaults, dependencies_.clock};
     QUuid lastActiveBrowserTabID_;
+    // --- side previews ---
+    void loadSidePreviewDefaults();
+    void noteSidePreviewChange();
+    std::optional<SidePreview> sidePreviewCandidate(SidePreviewKind kind, PaneID source) const;
+    std::array<bool, 3> autoOpen_ {};
+    std::array<QHash<QUuid, SidePreviewManualOverride>, 3> sidePreviewOverridesByTab_;
+    std::array<QHash<QUuid, SidePreviewSelection>, 3> lastSidePreviewSelectionsByTab_;
+    std::optional<SidePreview> shownSidePreview_;
 };
