@@ -62,3 +62,11 @@ std::shared_ptr<TaskExecutor> TaskExecutor::compression()
         std::make_shared<ThreadPoolExecutor>(std::max(2, QThread::idealThreadCount()), QThread::LowPriority));
     return *executor;
 }
+
+std::shared_ptr<TaskExecutor> TaskExecutor::previews()
+{
+    // Reading and decoding what a side preview shows; a read stuck on a dead mount
+    // holds one of these threads only (never destroyed, as above).
+    static auto* executor = new std::shared_ptr<TaskExecutor>(std::make_shared<ThreadPoolExecutor>(3));
+    return *executor;
+}

@@ -22,4 +22,6 @@ public:
     static std::shared_ptr<TaskExecutor> searches();
     // Image and PDF compression: one encode per core, below interactive work.
     static std::shared_ptr<TaskExecutor> compression();
+    // Side previews: reading and decoding the file a pane shows large.
+    static std::shared_ptr<TaskExecutor> previews();
 };

@@ -247,6 +247,13 @@ QMenu* FilePaneCommands::contextMenu(const FileEntry* entry, QWidget* parent)
         if (auto url = entry->sizeMapURL(); url && app_)
             add(QStringLiteral("Open Size Map"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_M),
                 [this, target = *url] { app_->openSizeMapTab(target, true); });
+        if (app_ && (entry->pdfCompressionURL() || entry->imageCompressionURL() || entry->previewableVideoURL())) {
+            const bool shown = app_->activeSidePreview().has_value();
+            add(shown ? QStringLiteral("Hide Preview in Other Pane") : QStringLiteral("Show Preview in Other Pane"),
+                QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_P), [this] {
+                    if (app_) app_->toggleSidePreview(store_->id());
+                });
+        }
     } else {
         add(QStringLiteral("Copy Path"), QKeySequence(), [this] { copyPath(); });
     }

@@ -1,5 +1,7 @@
 #include "Views/FilePaneView.h"
 
+#include "Views/SidePreviewContainer.h"
+
 #include "State/FilePaneStore.h"
 #include "State/VelmoStore.h"
 #include "Views/BreadcrumbBar.h"
@@ -44,6 +46,7 @@ FilePaneView::FilePaneView(VelmoStore* app, FilePaneStore* store, QWidget* paren
     buildLayout();
     connectStore();
     updateLoadState();
+    updateSidePreview();
     updateHistoryButtons();
     updateSortIndicator();
     updateToast();
@@ -180,6 +183,7 @@ void FilePaneView::buildLayout()
 void FilePaneView::connectStore()
 {
     connect(store_, &FilePaneStore::loadStateChanged, this, &FilePaneView::updateLoadState);
+    if (app_) connect(app_, &VelmoStore::sidePreviewChanged, this, &FilePaneView::updateSidePreview);
     connect(store_, &FilePaneStore::loadingChanged, this, &FilePaneView::updateLoadState);
     connect(store_, &FilePaneStore::historyChanged, this, &FilePaneView::updateHistoryButtons);
     connect(store_, &FilePaneStore::currentURLChanged, this, &FilePaneView::updateHistoryButtons);
@@ -367,11 +371,36 @@ void FilePaneView::updateLoadState()
 {
     const auto& state = store_->loadState();
     loadingLabel_->setVisible(state.isLoading());
+    if (preview_ && stack_->currentWidget() == preview_) return;
     if (state.isFailed()) {
         failureLabel_->setText(state.failureMessage);
         stack_->setCurrentWidget(failureLabel_);
     } else {
         stack_->setCurrentWidget(table_);
+    }
+}
+
+void FilePaneView::updateSidePreview()
+{
+    std::optional<SidePreview> preview = app_ ? app_->activeSidePreview() : std::nullopt;
+    if (preview) {
+        const WindowTab* tab = app_->tab(preview->selection.tabID);
+        const bool here = tab && tab->browserPanes() && tab->browserPanes()->pane(preview->targetPaneID) == store_;
+        if (!here) preview.reset();
+    }
+    if (preview) {
+        if (!preview_) {
+            preview_ = new SidePreviewContainer(app_, stack_);
+            stack_->addWidget(preview_);
+        }
+        stack_->setCurrentWidget(preview_);
+        preview_->showPreview(*preview);
+        return;
+    }
+    if (preview_ && preview_->currentPreview()) {
+        preview_->clear();
+        stack_->setCurrentWidget(table_);
+        updateLoadState();
     }
 }
 

@@ -12,6 +12,7 @@ class FilePaneStore;
 class FilePaneTableModel;
 class PaneStatusBar;
 class QLabel;
+class SidePreviewContainer;
 class QLineEdit;
 class QStackedWidget;
 class QTableView;
@@ -50,6 +51,8 @@ private:
     void buildLayout();
     void connectStore();
     void updateLoadState();
+    // The list, or the other pane's file shown large in its place.
+    void updateSidePreview();
     void updateHistoryButtons();
     void updateSortIndicator();
     void updateToast();
@@ -84,6 +87,7 @@ private:
     FilePaneTableView* table_;
     FilePaneCommands* commands_;
     QLabel* failureLabel_;
+    SidePreviewContainer* preview_ = nullptr;
     QLabel* toastLabel_;
     PaneStatusBar* statusBar_;
     bool syncingSelection_ = false;

@@ -222,6 +222,21 @@ void MainWindow::buildCommands()
     add(view, QStringLiteral("Open Size Map"), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_M)}, [this] {
         if (auto target = store_->activeSizeMapTargetURL()) store_->openSizeMapTab(*target, true);
     }, [this] { return store_->activeSizeMapTargetURL().has_value(); });
+    view->addSeparator();
+    QAction* preview = add(view, QStringLiteral("Show Preview in Other Pane"), {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_P)},
+                           [this] { store_->toggleSidePreviewForActiveSelection(); }, [this] {
+                               return store_->sidePreviewCandidate(SidePreviewKind::pdf)
+                                      || store_->sidePreviewCandidate(SidePreviewKind::image)
+                                      || store_->sidePreviewCandidate(SidePreviewKind::video);
+                           });
+    QAction* autoOpen = add(view, QStringLiteral("Open Previews Automatically"), {},
+                            [this] { store_->setAutoOpenSidePreviews(!store_->autoOpenSidePreview(SidePreviewKind::pdf)); });
+    autoOpen->setCheckable(true);
+    connect(view, &QMenu::aboutToShow, this, [this, preview, autoOpen] {
+        preview->setText(store_->activeSidePreview() ? QStringLiteral("Hide Preview in Other Pane")
+                                                     : QStringLiteral("Show Preview in Other Pane"));
+        autoOpen->setChecked(store_->autoOpenSidePreview(SidePreviewKind::pdf));
+    });
 
     QMenu* go = menu(QStringLiteral("&Go"), QStringLiteral("goMenu"));
     add(go, QStringLiteral("Back"), {QKeySequence(Qt::ALT | Qt::Key_Left), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Left)},
