@@ -340,5 +340,14 @@ QJsonObject StateDump::dump(const VelmoStore& store)
     }
     out["recentlyClosedTabs"] = closed;
     out["folderViewStates"] = dumpFolderViewStates(store);
+    QJsonObject previews {{"autoOpen", store.autoOpenSidePreview(SidePreviewKind::pdf)}};
+    if (const auto preview = store.activeSidePreview()) {
+        previews["kind"] = rawValue(preview->kind);
+        previews["url"] = preview->url;
+        previews["sourcePane"] = paneIDText(preview->sourcePaneID);
+        previews["targetPane"] = paneIDText(preview->targetPaneID);
+    }
+    if (const auto strip = store.activeMediaFilmstripPreview()) previews["filmstripCount"] = qint64(strip->entries.size());
+    out["sidePreview"] = previews;
     return out;
 }
