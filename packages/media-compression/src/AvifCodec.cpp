@@ -119,11 +119,50 @@ EncoderSettings encoderSettings(int quality)
     return { 8, std::max(1, QThread::idealThreadCount() / 2), quantizerFor(quality) };
 }
 
+} // namespace AvifCodec
+
+namespace {
+
+// The pixels in a layout libavif reads directly, so that a decoded photograph (RGB32 or
+// ARGB32 from Qt's readers) is not copied once more before the colour conversion.
+struct PixelSource {
+    QImage pixels;
+    avifRGBFormat format;
+    bool hasAlpha;
+    bool premultiplied;
+};
+
+PixelSource pixelSourceFor(const QImage& image)
+{
+    if constexpr (Q_BYTE_ORDER == Q_LITTLE_ENDIAN) {
+        // 0xAARRGGBB words are B, G, R, A bytes in memory.
+        switch (image.format()) {
+        case QImage::Format_RGB32: return { image, AVIF_RGB_FORMAT_BGRA, false, false };
+        case QImage::Format_ARGB32: return { image, AVIF_RGB_FORMAT_BGRA, true, false };
+        case QImage::Format_ARGB32_Premultiplied: return { image, AVIF_RGB_FORMAT_BGRA, true, true };
+        default: break;
+        }
+    }
+    switch (image.format()) {
+    case QImage::Format_RGBX8888: return { image, AVIF_RGB_FORMAT_RGBA, false, false };
+    case QImage::Format_RGBA8888: return { image, AVIF_RGB_FORMAT_RGBA, true, false };
+    case QImage::Format_RGBA8888_Premultiplied: return { image, AVIF_RGB_FORMAT_RGBA, true, true };
+    default: break;
+    }
+    const bool hasAlpha = image.hasAlphaChannel();
+    return { image.convertToFormat(hasAlpha ? QImage::Format_RGBA8888 : QImage::Format_RGBX8888), AVIF_RGB_FORMAT_RGBA,
+             hasAlpha, false };
+}
+
+} // namespace
+
+namespace AvifCodec {
+
 std::optional<QByteArray> encode(const QImage& image, int quality)
 {
     if (image.isNull()) return std::nullopt;
-    const bool hasAlpha = image.hasAlphaChannel();
-    const QImage pixels = image.convertToFormat(hasAlpha ? QImage::Format_RGBA8888 : QImage::Format_RGBX8888);
+    const PixelSource source = pixelSourceFor(image);
+    const QImage& pixels = source.pixels;
     if (pixels.isNull()) return std::nullopt;
 
     // 4:2:0 full-range with sRGB signalling: what photographs are usually stored as, and
@@ -139,9 +178,10 @@ std::optional<QByteArray> encode(const QImage& image, int quality)
 
     avifRGBImage rgb;
     avifRGBImageSetDefaults(&rgb, target.get());
-    rgb.format = AVIF_RGB_FORMAT_RGBA;
+    rgb.format = source.format;
     rgb.depth = 8;
-    rgb.ignoreAlpha = hasAlpha ? AVIF_FALSE : AVIF_TRUE;
+    rgb.ignoreAlpha = source.hasAlpha ? AVIF_FALSE : AVIF_TRUE;
+    rgb.alphaPremultiplied = source.premultiplied ? AVIF_TRUE : AVIF_FALSE;
     rgb.pixels = const_cast<uint8_t*>(pixels.constBits()); // only read by the conversion
     rgb.rowBytes = static_cast<uint32_t>(pixels.bytesPerLine());
     if (avifImageRGBToYUV(target.get(), &rgb) != AVIF_RESULT_OK) return std::nullopt;
