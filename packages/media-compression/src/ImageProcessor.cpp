@@ -248,7 +248,8 @@ std::expected<CompressedImage, ImageProcessorError> ImageProcessor::compressImag
     int maxPixel = 0;
     if (settings.scalePercent != 100 && source->width >= 1 && source->height >= 1) {
         const qint64 longer = std::max(source->width, source->height);
-        maxPixel = static_cast<int>(std::max<qint64>(1, longer * settings.scalePercent / 100));
+        // A share above 100 (settings built in code are not clamped) never enlarges.
+        maxPixel = static_cast<int>(std::clamp<qint64>(longer * settings.scalePercent / 100, 1, longer));
     }
     std::expected<QImage, ImageProcessorError> image = decodeSource(*source, maxPixel);
     if (!image) return std::unexpected(image.error());

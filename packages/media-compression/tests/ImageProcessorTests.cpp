@@ -155,6 +155,33 @@ TEST(ImageProcessor, FormatsThisBuildCannotWriteAreRefusedByName)
     EXPECT_EQ(none.error().errorDescription(), "Ausgabeformat nicht unterstützt: PNG");
 }
 
+TEST(ImageProcessor, TransparencyIsKeptWhereTheFormatHoldsItAndLaidOnWhiteForJpeg)
+{
+    QImage halfRed(40, 40, QImage::Format_ARGB32);
+    halfRed.fill(Qt::transparent);
+    for (int y = 0; y < 40; ++y) {
+        for (int x = 0; x < 20; ++x) halfRed.setPixelColor(x, y, Qt::red);
+    }
+    QTemporaryDir folder;
+    const QString path = writeFile(folder, "half.png", encoded(halfRed, "png"));
+    for (const OutputFormat format : { OutputFormat::png, OutputFormat::webp, OutputFormat::avif, OutputFormat::jpeg }) {
+        if (!canWrite(format)) continue;
+        const auto result = processor().compressImage(path, { format, 90, 100, "" });
+        ASSERT_TRUE(result.has_value()) << rawValue(format).toStdString();
+        const QImage image = decoded(result->data);
+        const QColor opaque = image.pixelColor(8, 20);
+        const QColor clear = image.pixelColor(32, 20);
+        EXPECT_GT(opaque.red(), 230) << rawValue(format).toStdString();
+        EXPECT_LT(opaque.green(), 30) << rawValue(format).toStdString();
+        EXPECT_EQ(opaque.alpha(), 255) << rawValue(format).toStdString();
+        if (format == OutputFormat::jpeg) {
+            EXPECT_GT(std::min({ clear.red(), clear.green(), clear.blue() }), 240);
+        } else {
+            EXPECT_LT(clear.alpha(), 10) << rawValue(format).toStdString();
+        }
+    }
+}
+
 // --- Sizes and orientation ----------------------------------------------------------------
 
 struct ScaleCase {
