@@ -67,21 +67,22 @@ QString readText(int fd)
     return decoder.hasError() ? QString() : text;
 }
 
-// Waits for the child to end or the interval to pass, without reaping it.
-void awaitExit(int pidFd, int milliseconds)
-{
-    if (pidFd < 0) {
-        ::usleep(useconds_t(milliseconds) * 1000);
-        return;
-    }
-    pollfd entry {pidFd, POLLIN, 0};
-    while (::poll(&entry, 1, milliseconds) < 0 && errno == EINTR) { }
-}
-
 bool hasExited(pid_t pid)
 {
     siginfo_t info {};
     return ::waitid(P_PID, id_t(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == pid;
+}
+
+// Waits for the child to end or the interval to pass, without reaping it. Without a
+// process descriptor (older kernels, sandboxes) it looks every 10 ms.
+void awaitExit(pid_t pid, int pidFd, int milliseconds)
+{
+    if (pidFd >= 0) {
+        pollfd entry {pidFd, POLLIN, 0};
+        while (::poll(&entry, 1, milliseconds) < 0 && errno == EINTR) { }
+        return;
+    }
+    for (int waited = 0; waited < milliseconds && !hasExited(pid); waited += 10) ::usleep(10 * 1000);
 }
 
 // Ends the child's whole group (a script's own children too): SIGTERM, a second's grace,
@@ -89,7 +90,7 @@ bool hasExited(pid_t pid)
 void terminateGroup(pid_t pid, int pidFd)
 {
     ::kill(-pid, SIGTERM);
-    if (!hasExited(pid)) awaitExit(pidFd, kTerminationGraceMilliseconds);
+    if (!hasExited(pid)) awaitExit(pid, pidFd, kTerminationGraceMilliseconds);
     ::kill(-pid, SIGKILL);
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) { }
@@ -154,7 +155,7 @@ SystemPDFCompressionCommandRunner::run(const QStringList& arguments, std::stop_t
             terminateGroup(pid, pidFd.get());
             return std::unexpected(PDFCompressionError::processTimedOut(toolName));
         }
-        awaitExit(pidFd.get(), kPollMilliseconds);
+        awaitExit(pid, pidFd.get(), kPollMilliseconds);
     }
 
     PDFCompressionCommandResult result {readText(output.get()), readText(errors.get())};
