@@ -51,13 +51,36 @@ QStringList ghostscriptArguments(const QString& gs, const QString& preset, bool 
 
 namespace {
 
+// MuPDF before 1.22 knows neither object streams (-Z), tidying (-t) nor image
+// recompression (-e and the --*-recompress-method options) and refuses to start with them;
+// it still does the rest of the work with what remains.
+QStringList legacyMutoolArguments(const QStringList& arguments)
+{
+    QStringList kept;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& argument = arguments[i];
+        if (argument == QLatin1String("-t") || argument == QLatin1String("-Z")) continue;
+        if (argument == QLatin1String("-e") || argument.startsWith(QLatin1String("--"))) {
+            ++i; // and its value
+            continue;
+        }
+        kept << argument;
+    }
+    return kept;
+}
+
 PDFCompressionStrategy commandStrategy(const QString& name, std::function<QStringList(const QString&)> arguments,
                                        const std::shared_ptr<PDFCompressionCommandRunning>& runner)
 {
     return {name, [arguments = std::move(arguments), runner](const QString& output, std::stop_token stop,
                                                              const std::function<void(double)>&)
                       -> std::expected<void, PDFCompressionError> {
-                auto result = runner->run(arguments(output), stop);
+                const QStringList command = arguments(output);
+                auto result = runner->run(command, stop);
+                const bool olderMuPDF = !result && result.error().kind == PDFCompressionError::Kind::processFailed
+                    && command.value(1) == QLatin1String("clean")
+                    && result.error().detail.contains(QLatin1String("unknown option"));
+                if (olderMuPDF) result = runner->run(legacyMutoolArguments(command), stop);
                 if (!result) return std::unexpected(result.error());
                 return {};
             }};

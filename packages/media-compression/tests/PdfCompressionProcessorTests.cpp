@@ -270,3 +270,23 @@ TEST(PdfCompressionProcessor, ToolsAreFoundInPathOrderBeforeSystemFolders)
     const PDFCompressionProcessor onlyMutool({kMutool, std::nullopt}, nullptr);
     EXPECT_EQ(onlyMutool.supportedProfiles(), (std::vector {PDFCompressionProfile::recommended, PDFCompressionProfile::highQuality}));
 }
+
+TEST(PdfCompressionProcessor, OlderMuPDFIsRetriedWithoutTheOptionsItLacks)
+{
+    QTemporaryDir folder;
+    const QString calls = folder.filePath(QStringLiteral("calls"));
+    // Like MuPDF 1.21: refuses -t, otherwise copies its input to its output.
+    const QString mutool = writeScript(folder.path(), QStringLiteral("mutool"), QStringLiteral(
+        "echo \"$*\" >> '%1'\n"
+        "for a in \"$@\"; do [ \"$a\" = -t ] && { echo 'clean: unknown option -t' >&2; exit 1; }; done\n"
+        "eval in=\\${$(($# - 1))}; eval out=\\${$#}; cp \"$in\" \"$out\"").arg(calls));
+    const QString source = writeTextPdf(folder.path(), QStringLiteral("source.pdf"), 2);
+    const auto result = PDFCompressionProcessor({mutool, std::nullopt}, std::make_shared<SystemPDFCompressionCommandRunner>(60))
+                            .compressPDF(source, settings(PDFCompressionProfile::recommended, 72, 144, false), folder.filePath("cache"));
+    ASSERT_TRUE(result.has_value());
+    // Its packed copy of the source ties with the lossless rewrite, and the earlier wins.
+    EXPECT_EQ(result->usedStrategy, QStringLiteral("MuPDF medium"));
+    const QStringList lines = QString::fromUtf8(readAll(calls)).split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_TRUE(lines[1].startsWith(QStringLiteral("clean -gggg -z -c -m -f -i ") + source + ' '));
+}
