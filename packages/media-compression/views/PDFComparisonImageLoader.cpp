@@ -1,14 +1,27 @@
 #include "MediaCompressionViews/PDFComparisonImageLoader.h"
 
+#include <QFile>
 #include <QPainter>
 #include <QtPdf/QPdfDocument>
 
 #include <algorithm>
 #include <cmath>
 
+namespace {
+
+// Readers accept the header anywhere in the first kilobyte. Checking it first keeps files that
+// are plainly no PDF away from the renderer, which leaks a little memory on every refused file.
+bool looksLikePdf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && file.read(1024).contains("%PDF-");
+}
+
+} // namespace
+
 QImage PDFComparisonImageLoader::imageAt(const QString& path, int pageIndex, int maxPixel)
 {
-    if (maxPixel <= 0)
+    if (maxPixel <= 0 || !looksLikePdf(path))
         return {};
     QPdfDocument document;
     if (document.load(path) != QPdfDocument::Error::None || pageIndex < 0 || pageIndex >= document.pageCount())
