@@ -20,6 +20,7 @@ public:
     [[nodiscard]] bool isNull() const { return m_levels.empty(); }
     [[nodiscard]] QSize size() const { return m_levels.empty() ? QSize() : m_levels.front().size(); }
     [[nodiscard]] int levelCount() const { return int(m_levels.size()); }
+    [[nodiscard]] bool isOpaque() const { return !m_levels.empty() && !m_levels.front().hasAlphaChannel(); }
 
     // The smallest level that still has at least `scale` of the full size's pixels per pixel,
     // and the source rectangle (given in full-size pixels) converted into it.

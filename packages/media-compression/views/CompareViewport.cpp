@@ -10,6 +10,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPromise>
+#include <QRegion>
 #include <QThreadPool>
 #include <QWheelEvent>
 
@@ -26,6 +27,8 @@ constexpr double keyPanStep = 48;
 constexpr double keySplitStep = 0.02;
 // A wheel notch is 15 degrees; Qt reports it as 120 eighths of a degree.
 constexpr double wheelUnitsPerDegree = 8;
+// Long enough to bridge the gaps between the events of one wheel turn or drag.
+constexpr int restDelayMs = 150;
 
 } // namespace
 
@@ -44,6 +47,12 @@ CompareViewport::CompareViewport(QWidget* parent)
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
+    m_restTimer.setSingleShot(true);
+    m_restTimer.setInterval(restDelayMs);
+    connect(&m_restTimer, &QTimer::timeout, this, [this] {
+        m_inMotion = false;
+        update();
+    });
 }
 
 CompareViewport::~CompareViewport() = default;
@@ -173,8 +182,15 @@ std::optional<QPointF> CompareViewport::imagePointAt(QPointF viewPoint) const
     return (viewPoint - rect->topLeft()) / imageScale();
 }
 
+void CompareViewport::noteMotion()
+{
+    m_inMotion = true;
+    m_restTimer.start();
+}
+
 void CompareViewport::zoomAbout(QPointF anchor, double newZoom)
 {
+    noteMotion();
     const double oldScale = imageScale();
     if (oldScale <= 0) {
         applyZoomPan(newZoom, m_pan);
@@ -222,6 +238,8 @@ void CompareViewport::mouseMoveEvent(QMouseEvent* event)
 {
     emit mouseMoved(event->position());
     const QPointF delta = event->position() - m_dragStartPoint;
+    if (m_drag != Drag::none)
+        noteMotion();
     switch (m_drag) {
     case Drag::divider:
         if (width() > 0)
@@ -272,6 +290,7 @@ void CompareViewport::keyPressEvent(QKeyEvent* event)
         QWidget::keyPressEvent(event);
         return;
     }
+    noteMotion();
     const QPointF centre(width() / 2.0, height() / 2.0);
     const bool shift = event->modifiers().testFlag(Qt::ShiftModifier);
     switch (event->key()) {
@@ -309,8 +328,15 @@ void CompareViewport::keyPressEvent(QKeyEvent* event)
 void CompareViewport::paintEvent(QPaintEvent* event)
 {
     QPainter painter(this);
-    painter.fillRect(event->rect(), palette().color(QPalette::Window).darker(160));
-    if (const auto fitted = fittedRect()) {
+    const auto fitted = fittedRect();
+    // Where two opaque images cover the view, clearing it first would only cost time.
+    const bool covered = m_original->levels.isOpaque() && m_compressed->levels.isOpaque();
+    QRegion background(event->rect());
+    if (fitted && covered)
+        background -= fitted->toAlignedRect().adjusted(1, 1, -1, -1);
+    for (const QRect& rect : background)
+        painter.fillRect(rect, palette().color(QPalette::Window).darker(160));
+    if (fitted) {
         const int divider = qRound(dividerX());
         drawSide(painter, *m_original, *fitted, QRect(0, 0, divider, height()) & event->rect());
         drawSide(painter, *m_compressed, *fitted, QRect(divider, 0, width() - divider, height()) & event->rect());
@@ -332,11 +358,16 @@ void CompareViewport::drawSide(QPainter& painter, const Side& side, const QRectF
     const double toImageY = full.height() / fitted.height();
     const QRectF source((target.x() - fitted.x()) * toImageX, (target.y() - fitted.y()) * toImageY,
                         target.width() * toImageX, target.height() * toImageY);
-    const auto level = side.levels.sourceFor(1.0 / toImageX, source);
+    // On a high-density screen a view pixel holds several device pixels, each wanting detail.
+    const double devicePixelsPerImagePixel = devicePixelRatioF() / toImageX;
+    const auto level = side.levels.sourceFor(devicePixelsPerImagePixel, source);
     if (!level.image || level.rect.isEmpty())
         return;
     // Magnified pixels stay sharp squares, which is what a compression comparison wants to see.
-    painter.setRenderHint(QPainter::SmoothPixmapTransform, toImageX > 1.0);
+    // A level that meets the screen pixel for pixel needs no filter either.
+    const double levelPixelsPerDevicePixel = level.rect.width() / (target.width() * devicePixelRatioF());
+    const bool shrinks = devicePixelsPerImagePixel < 1.0 && levelPixelsPerDevicePixel > 1.01;
+    painter.setRenderHint(QPainter::SmoothPixmapTransform, !m_inMotion && shrinks);
     painter.drawImage(target, *level.image, level.rect);
 }
 

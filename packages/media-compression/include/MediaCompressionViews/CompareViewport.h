@@ -3,6 +3,7 @@
 #include <QImage>
 #include <QPointF>
 #include <QRectF>
+#include <QTimer>
 #include <QWidget>
 
 #include <memory>
@@ -16,6 +17,9 @@ class QNativeGestureEvent;
 //
 // Main thread only, like every widget. Large images are prepared for drawing (a paint-friendly
 // copy and halved levels) on the global thread pool; until that is done the raw image is drawn.
+//
+// Zoomed out, images are drawn filtered when at rest and unfiltered while they move; magnified
+// pixels are never blurred.
 //
 // Mouse: a press within 32 px of the divider drags it, anywhere else pans; the wheel zooms about
 // the cursor, and so does a pinch. Keys: + and - zoom about the centre, 0 fits, the arrows pan,
@@ -95,6 +99,7 @@ private:
     void setImage(Side& side, const QImage& image);
     void zoomAbout(QPointF anchor, double newZoom);
     void applyZoomPan(double zoom, QPointF pan);
+    void noteMotion();
     void handleNativeGesture(QNativeGestureEvent* event);
     [[nodiscard]] QSizeF imageSize() const;
     [[nodiscard]] double imageScale() const;
@@ -113,4 +118,8 @@ private:
     QPointF m_dragStartPoint;
     double m_dragStartSplit = 0.5;
     QPointF m_dragStartPan;
+    // While the user moves things, downscaled images are drawn unfiltered (a third of the
+    // cost); the timer brings the filtered frame once the motion stops.
+    bool m_inMotion = false;
+    QTimer m_restTimer;
 };
