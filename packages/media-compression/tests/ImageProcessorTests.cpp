@@ -12,7 +12,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <future>
 
 using namespace ImageTestSupport;
 
@@ -185,17 +184,22 @@ TEST(ImageProcessor, TransparencyIsKeptWhereTheFormatHoldsItAndLaidOnWhiteForJpe
 // --- Sizes and orientation ----------------------------------------------------------------
 
 struct ScaleCase {
+    QByteArray (*make)(QSize size);
     QSize source;
     int scalePercent;
     QSize expected;
 };
+
+QByteArray plainPng(QSize size) { return encoded(photoLike(size.width(), size.height()), "png"); }
+// Tagged "turn 90° clockwise to view": applied when scaling only, as a thumbnail would be.
+QByteArray turnedJpeg(QSize size) { return jpegWithOrientation(photoLike(size.width(), size.height()), 6); }
 
 class Scaling : public ::testing::TestWithParam<ScaleCase> { };
 
 TEST_P(Scaling, LongerSideBecomesItsShareTruncated)
 {
     QTemporaryDir folder;
-    const QString path = writeFile(folder, "s.png", encoded(photoLike(GetParam().source.width(), GetParam().source.height()), "png"));
+    const QString path = writeFile(folder, "s", GetParam().make(GetParam().source));
     const auto result = processor().compressImage(path, { OutputFormat::png, 80, GetParam().scalePercent, "" });
     ASSERT_TRUE(result.has_value());
     EXPECT_EQ(QSize(result->width, result->height), GetParam().expected);
@@ -203,25 +207,14 @@ TEST_P(Scaling, LongerSideBecomesItsShareTruncated)
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, Scaling,
-                         ::testing::Values(ScaleCase { { 1, 1 }, 1, { 1, 1 } }, ScaleCase { { 400, 200 }, 50, { 200, 100 } },
-                                           ScaleCase { { 199, 50 }, 50, { 99, 25 } }, ScaleCase { { 3, 401 }, 33, { 1, 132 } },
-                                           ScaleCase { { 120, 80 }, 100, { 120, 80 } }));
-
-TEST(ImageProcessor, OrientationTagIsAppliedOnlyWhenScaling)
-{
-    QTemporaryDir folder;
-    // Stored 80 × 40, tagged "turn 90° clockwise to view".
-    const QString path = writeFile(folder, "turned.jpg", jpegWithOrientation(photoLike(80, 40), 6));
-    const auto info = processor().info(path);
-    ASSERT_TRUE(info.has_value());
-    EXPECT_EQ(QSize(info->width, info->height), QSize(80, 40));
-
-    const auto full = processor().compressImage(path, { OutputFormat::jpeg, 80, 100, "" });
-    const auto half = processor().compressImage(path, { OutputFormat::jpeg, 80, 50, "" });
-    ASSERT_TRUE(full && half);
-    EXPECT_EQ(QSize(full->width, full->height), QSize(80, 40));
-    EXPECT_EQ(QSize(half->width, half->height), QSize(20, 40));
-}
+                         ::testing::Values(ScaleCase { plainPng, { 1, 1 }, 1, { 1, 1 } },
+                                           ScaleCase { plainPng, { 400, 200 }, 50, { 200, 100 } },
+                                           ScaleCase { plainPng, { 199, 50 }, 50, { 99, 25 } },
+                                           ScaleCase { plainPng, { 3, 401 }, 33, { 1, 132 } },
+                                           ScaleCase { plainPng, { 120, 80 }, 100, { 120, 80 } },
+                                           ScaleCase { plainPng, { 120, 80 }, 250, { 120, 80 } },
+                                           ScaleCase { turnedJpeg, { 80, 40 }, 100, { 80, 40 } },
+                                           ScaleCase { turnedJpeg, { 80, 40 }, 50, { 20, 40 } }));
 
 // --- Hostile and unusual input ------------------------------------------------------------
 
@@ -294,25 +287,22 @@ INSTANTIATE_TEST_SUITE_P(
                       // ... while JPEG decodes at an eighth of its size when a tenth is asked for.
                       HostileCase { "huge.jpg", hugeJpeg, 100, Expect::decodeError, {} },
                       HostileCase { "huge-scaled.jpg", hugeJpeg, 10, Expect::success, { 3000, 3000 } },
-                      HostileCase { "deep.png", sixteenBitPng, 100, Expect::success, { 40, 30 } },
-                      HostileCase { "animated.gif", gifSource, 50, Expect::success, { 24, 16 } }),
+                      HostileCase { "deep.png", sixteenBitPng, 100, Expect::success, { 40, 30 } }),
     [](const auto& info) { return "case" + std::to_string(info.index); });
 
-TEST(ImageProcessor, AnimatedSourcesGiveTheirFirstFrame)
-{
-    QTemporaryDir folder;
-    const QString gif = writeFile(folder, "frames.gif", animatedGif(30, 20, { Qt::red, Qt::blue }));
-    const auto result = processor().compressImage(gif, { OutputFormat::png, 80, 100, "" });
-    ASSERT_TRUE(result.has_value());
-    EXPECT_EQ(decoded(result->data).pixelColor(15, 10), QColor(Qt::red));
-}
-
-// Made by the installed tools, since Qt writes neither CMYK JPEG nor animated WebP.
-struct ToolMadeCase {
+// Animated sources give their first frame; CMYK JPEG comes out in the right colours. The
+// tools make what Qt cannot write; a source is skipped when its tool is missing.
+struct RedSourceCase {
     const char* name;
-    const char* program;
-    QStringList (*arguments)(const QTemporaryDir& folder);
+    const char* program; // nullptr: written here
+    QStringList (*prepare)(const QTemporaryDir& folder);
 };
+
+QStringList gifArguments(const QTemporaryDir& folder)
+{
+    writeFile(folder, "source", animatedGif(60, 40, { Qt::red, Qt::blue }));
+    return {};
+}
 
 QStringList cmykJpegArguments(const QTemporaryDir& folder)
 {
@@ -322,36 +312,38 @@ QStringList cmykJpegArguments(const QTemporaryDir& folder)
 
 QStringList animatedWebpArguments(const QTemporaryDir& folder)
 {
-    QImage red(60, 40, QImage::Format_RGB32);
-    red.fill(Qt::red);
-    QImage blue = red;
-    blue.fill(Qt::blue);
-    writeFile(folder, "red.png", encoded(red, "png"));
-    writeFile(folder, "blue.png", encoded(blue, "png"));
+    QImage frame(60, 40, QImage::Format_RGB32);
+    frame.fill(Qt::red);
+    writeFile(folder, "red.png", encoded(frame, "png"));
+    frame.fill(Qt::blue);
+    writeFile(folder, "blue.png", encoded(frame, "png"));
     return { "-lossless", folder.filePath("red.png"), "-d", "100", folder.filePath("blue.png"), "-o", folder.filePath("source") };
 }
 
-class ToolMadeSource : public ::testing::TestWithParam<ToolMadeCase> { };
+class RedSource : public ::testing::TestWithParam<RedSourceCase> { };
 
-TEST_P(ToolMadeSource, DecodesToTheFirstFramesColours)
+TEST_P(RedSource, DecodesToTheFirstFramesColours)
 {
     QTemporaryDir folder;
-    QProcess tool;
-    tool.start(GetParam().program, GetParam().arguments(folder));
-    if (!tool.waitForFinished(30000) || tool.exitCode() != 0) GTEST_SKIP() << GetParam().program << " is not usable";
+    const QStringList arguments = GetParam().prepare(folder);
+    if (GetParam().program) {
+        QProcess tool;
+        tool.start(GetParam().program, arguments);
+        if (!tool.waitForFinished(30000) || tool.exitCode() != 0) GTEST_SKIP() << GetParam().program << " is not usable";
+    }
     const auto result = processor().compressImage(folder.filePath("source"), { OutputFormat::png, 80, 100, "" });
     ASSERT_TRUE(result.has_value()) << result.error().errorDescription().toStdString();
     const QImage image = decoded(result->data);
     ASSERT_EQ(image.size(), QSize(60, 40));
     const QColor centre = image.pixelColor(30, 20);
     EXPECT_GT(centre.red(), 200);
-    EXPECT_LT(centre.green(), 60);
-    EXPECT_LT(centre.blue(), 60);
+    EXPECT_LT(std::max(centre.green(), centre.blue()), 60);
 }
 
-INSTANTIATE_TEST_SUITE_P(Sources, ToolMadeSource,
-                         ::testing::Values(ToolMadeCase { "cmyk_jpeg", "gs", cmykJpegArguments },
-                                           ToolMadeCase { "animated_webp", "img2webp", animatedWebpArguments }),
+INSTANTIATE_TEST_SUITE_P(Sources, RedSource,
+                         ::testing::Values(RedSourceCase { "animated_gif", nullptr, gifArguments },
+                                           RedSourceCase { "cmyk_jpeg", "gs", cmykJpegArguments },
+                                           RedSourceCase { "animated_webp", "img2webp", animatedWebpArguments }),
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ImageProcessor, SpecialFilesAreRefusedWithoutBeingOpened)
@@ -386,24 +378,6 @@ TEST(ImageProcessor, NamesThatAreNotUtf8AreReadByTheirBytes)
     EXPECT_EQ(info->sizeBytes, png.size());
     EXPECT_TRUE(processor().compressImage(path, { OutputFormat::webp, 80, 50, "" }).has_value());
     ::unlink(native.constData()); // the folder's own clean-up goes by QString names
-}
-
-TEST(ImageProcessor, SeveralThreadsCompressAtOnce)
-{
-    QTemporaryDir folder;
-    const QString png = writeFile(folder, "a.png", encoded(photoLike(96, 64), "png"));
-    const QString avif = writeFile(folder, "b.avif", avifSource());
-    std::vector<std::future<std::expected<CompressedImage, ImageProcessorError>>> results;
-    for (int index = 0; index < 6; ++index) {
-        const OutputFormat format = allOutputFormats[1 + index % 4];
-        const QString& path = index % 2 ? avif : png;
-        results.push_back(std::async(std::launch::async, [=] { return processor().compressImage(path, { format, 60, 50, "" }); }));
-    }
-    for (auto& result : results) {
-        const auto image = result.get();
-        ASSERT_TRUE(image.has_value());
-        EXPECT_FALSE(decoded(image->data).isNull());
-    }
 }
 
 } // namespace
