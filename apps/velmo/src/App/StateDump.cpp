@@ -285,6 +285,45 @@ QJsonObject StateDump::dumpSearch(const SearchSession& session)
     return out;
 }
 
+namespace {
+
+template <typename Settings>
+QJsonObject dumpCompressionTask(const CompressionTask<Settings>& task, bool upToDate)
+{
+    QJsonObject row {{"fileName", task.fileName},
+                     {"source", task.sourceURL},
+                     {"status", rawValue(task.status)},
+                     {"originalSize", task.originalSize},
+                     {"upToDate", upToDate},
+                     {"settings", task.settings.toJson()}};
+    if (task.compressedFileURL) row["result"] = *task.compressedFileURL;
+    if (task.compressedSize) row["compressedSize"] = *task.compressedSize;
+    if (task.errorMessage) row["error"] = *task.errorMessage;
+    return row;
+}
+
+template <typename Queue>
+QJsonObject dumpCompressionQueue(const Queue& queue)
+{
+    QJsonObject out {{"title", queue.title()},
+                     {"settings", queue.settings().toJson()},
+                     {"cacheDirectory", queue.cacheDirectory()},
+                     {"isSaving", queue.isSaving()},
+                     {"running", queue.runningCompressions()},
+                     {"restorableSourceURLs", QJsonArray::fromStringList(queue.restorableSourceURLs())}};
+    if (queue.statusMessage()) out["status"] = *queue.statusMessage();
+    auto issues = [](const std::vector<CompressionIssue>& list) {
+        QJsonArray array;
+        for (const auto& issue : list) array.append(QJsonObject {{"fileName", issue.fileName}, {"reason", issue.reason}});
+        return array;
+    };
+    out["importIssues"] = issues(queue.importIssues());
+    out["exportIssues"] = issues(queue.exportIssues());
+    return out;
+}
+
+} // namespace
+
 QJsonObject StateDump::dump(const VelmoStore& store)
 {
     QJsonObject out;
@@ -303,6 +342,40 @@ QJsonObject StateDump::dump(const VelmoStore& store)
         } else if (const SearchSession* session = tab->searchSession()) {
             item["kind"] = "search";
             item["search"] = dumpSearch(*session);
+        } else if (const ImageCompressionSession* session = tab->imageCompressionSession()) {
+            item["kind"] = "imageCompression";
+            QJsonObject images = dumpCompressionQueue(*session);
+            QJsonArray tasks;
+            for (const ImageCompressionTask& task : session->tasks()) {
+                QJsonObject row = dumpCompressionTask(task, ImageCompressionSession::isUpToDate(task));
+                row["dimensions"] = ImageCompressionSession::dimensionsSummaryText(task);
+                row["summary"] = ImageCompressionSession::compressedSizeSummaryText(task);
+                if (task.outputFormat) row["outputFormat"] = rawValue(*task.outputFormat);
+                tasks.append(row);
+            }
+            images["tasks"] = tasks;
+            QJsonArray formats;
+            for (OutputFormat format : session->availableFormats()) formats.append(rawValue(format));
+            images["availableFormats"] = formats;
+            item["imageCompression"] = images;
+        } else if (const PDFCompressionSession* session = tab->pdfCompressionSession()) {
+            item["kind"] = "pdfCompression";
+            QJsonObject pdfs = dumpCompressionQueue(*session);
+            QJsonArray tasks;
+            for (const PDFCompressionTask& task : session->tasks()) {
+                QJsonObject row = dumpCompressionTask(task, PDFCompressionSession::isUpToDate(task));
+                row["pageCount"] = task.pageCount;
+                row["summary"] = PDFCompressionSession::compressedSizeSummaryText(task);
+                if (task.compressionStrategy) row["strategy"] = *task.compressionStrategy;
+                row["keptOriginal"] = task.keptOriginal;
+                tasks.append(row);
+            }
+            pdfs["tasks"] = tasks;
+            QJsonArray profiles;
+            for (PDFCompressionProfile profile : session->availableProfiles())
+                profiles.append(PDFCompressionProfiles::rawValue(profile));
+            pdfs["availableProfiles"] = profiles;
+            item["pdfCompression"] = pdfs;
         } else {
             item["kind"] = "settings";
         }

@@ -262,6 +262,12 @@ public:
         finishSavingIfDone();
     }
 
+    // Stops every run under way; their tasks go back to pending.
+    void cancelRuns()
+    {
+        for (auto& stop : stops_) stop.request_stop();
+    }
+
     void removeTask(const QUuid& id)
     {
         const auto found = std::find_if(tasks_.begin(), tasks_.end(), [&id](const Task& each) { return each.id == id; });

@@ -280,6 +280,38 @@ WindowTab* VelmoStore::openSizeMapTab(const QString& folderURL, bool startImmedi
     return added;
 }
 
+std::unique_ptr<WindowTab> VelmoStore::makeImageCompressionTab(const QStringList& urls, std::optional<QUuid> origin,
+                                                               const QJsonObject& settings)
+{
+    auto session = std::make_unique<ImageCompressionSession>(urls, origin, CompressionSettings::fromJson(settings));
+    connect(session.get(), &CompressionQueueSignals::tasksChanged, this, &VelmoStore::saveSession);
+    return std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::ImageCompression {std::move(session)});
+}
+
+std::unique_ptr<WindowTab> VelmoStore::makePDFCompressionTab(const QStringList& urls, std::optional<QUuid> origin,
+                                                             const QJsonObject& settings)
+{
+    auto session = std::make_unique<PDFCompressionSession>(urls, origin, PDFCompressionSettings::fromJson(settings));
+    connect(session.get(), &CompressionQueueSignals::tasksChanged, this, &VelmoStore::saveSession);
+    return std::make_unique<WindowTab>(QUuid::createUuid(), WindowTab::PDFCompression {std::move(session)});
+}
+
+WindowTab* VelmoStore::openImageCompressionTab(const QStringList& urls)
+{
+    if (urls.isEmpty()) return nullptr;
+    appendAndActivate(makeImageCompressionTab(urls, originBrowserTabID(), {}));
+    saveSession();
+    return activeTab();
+}
+
+WindowTab* VelmoStore::openPDFCompressionTab(const QStringList& urls)
+{
+    if (urls.isEmpty()) return nullptr;
+    appendAndActivate(makePDFCompressionTab(urls, originBrowserTabID(), {}));
+    saveSession();
+    return activeTab();
+}
+
 void VelmoStore::selectTab(const QUuid& id)
 {
     if (id == activeTabID_ || !tab(id)) return;

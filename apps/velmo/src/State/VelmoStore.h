@@ -74,6 +74,10 @@ public:
     // A size map of `folderURL`, remembering the browser tab it came from; scans at
     // once only when asked to.
     WindowTab* openSizeMapTab(const QString& folderURL, bool startImmediately);
+    // Compression of the given files in a new tab, remembering the browser tab it came
+    // from; none without files.
+    WindowTab* openImageCompressionTab(const QStringList& urls);
+    WindowTab* openPDFCompressionTab(const QStringList& urls);
     void selectTab(const QUuid& id);
     void moveTab(const QUuid& id, int toIndex);
     TabCloseResult closeTab(const QUuid& id);
@@ -198,6 +202,8 @@ public:
     // when auto-open is on; a preview closed by hand stays closed for that selection
     // only. One kind at a time, since one file is of one kind.
     bool autoOpenSidePreview(SidePreviewKind kind) const { return autoOpen_[std::size_t(kind)]; }
+    // Whether the wheel zooms the other way in previews and comparisons (on unless turned off).
+    bool previewInvertsZoomScroll() const;
     // The three kinds share one switch; each keeps its own stored key.
     void setAutoOpenSidePreviews(bool open);
     std::optional<SidePreview> sidePreviewCandidate(SidePreviewKind kind) const;
@@ -268,6 +274,10 @@ private:
     // The browser tab a new work surface remembers: the active one, else the first.
     std::optional<QUuid> originBrowserTabID() const;
     std::unique_ptr<WindowTab> makeSizeMapTab(const QString& folderURL, std::optional<QUuid> origin);
+    std::unique_ptr<WindowTab> makeImageCompressionTab(const QStringList& urls, std::optional<QUuid> origin,
+                                                       const QJsonObject& settings);
+    std::unique_ptr<WindowTab> makePDFCompressionTab(const QStringList& urls, std::optional<QUuid> origin,
+                                                     const QJsonObject& settings);
     std::unique_ptr<WindowTab> makeSearchTab(const QString& folderURL, std::optional<QUuid> origin, const QString& query);
     void setActiveTabID(const QUuid& id);
     void seedEntriesFromLoadedPane(FilePaneStore* pane);

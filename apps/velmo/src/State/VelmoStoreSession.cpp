@@ -98,6 +98,11 @@ void VelmoStore::restoreTabs(const VelmoSessionState& session)
         // A search comes back with its folder and query, and runs only when asked.
         else if (const auto* search = std::get_if<Session::SearchTab>(&session.tabs[i]))
             made[i] = makeSearchTab(restorableFolder(search->folderPath, defaultFolder), originID, search->query);
+        // Compression tabs read their files again and compress them anew into a new cache.
+        else if (const auto* images = std::get_if<Session::ImageCompressionTab>(&session.tabs[i]))
+            made[i] = makeImageCompressionTab(images->sourcePaths, originID, images->settings);
+        else if (const auto* pdfs = std::get_if<Session::PDFCompressionTab>(&session.tabs[i]))
+            made[i] = makePDFCompressionTab(pdfs->sourcePaths, originID, pdfs->settings);
         else
             dormantSessionTabs_.push_back({session.tabs[i], qint64(i), originID});
     }
@@ -125,7 +130,9 @@ VelmoSessionState VelmoStore::captureSessionState() const
     };
     std::vector<Slot> order;
     // Size maps are rebuilt by scanning, not stored: a large scan never starts by itself at launch.
-    auto isStored = [](const WindowTab& tab) { return tab.isBrowser() || tab.searchSession(); };
+    auto isStored = [](const WindowTab& tab) {
+        return tab.isBrowser() || tab.searchSession() || tab.imageCompressionSession() || tab.pdfCompressionSession();
+    };
     for (const auto& tab : tabs_)
         if (isStored(*tab)) order.push_back({tab.get(), nullptr});
     for (const DormantSessionTab& dormant : dormantSessionTabs_) {
@@ -151,6 +158,30 @@ VelmoSessionState VelmoStore::captureSessionState() const
             state.tabs.push_back(Session::SearchTab {
                 FilePaths::standardized(search->folderURL()), search->query(),
                 origin && indexOfTab.contains(*origin) ? std::optional(indexOfTab[*origin]) : std::nullopt});
+            continue;
+        }
+        auto originIndex = [&indexOfTab](const std::optional<QUuid>& origin) {
+            return origin && indexOfTab.contains(*origin) ? std::optional(indexOfTab[*origin]) : std::nullopt;
+        };
+        auto standardized = [](const QStringList& paths) {
+            QStringList out;
+            for (const QString& path : paths) out << FilePaths::standardized(path);
+            return out;
+        };
+        if (const ImageCompressionSession* images = place.tab->imageCompressionSession()) {
+            Session::ImageCompressionTab record;
+            record.sourcePaths = standardized(images->restorableSourceURLs());
+            record.settings = images->settings().toJson();
+            record.originBrowserTabIndex = originIndex(images->originBrowserTabID());
+            state.tabs.push_back(std::move(record));
+            continue;
+        }
+        if (const PDFCompressionSession* pdfs = place.tab->pdfCompressionSession()) {
+            Session::PDFCompressionTab record;
+            record.sourcePaths = standardized(pdfs->restorableSourceURLs());
+            record.settings = pdfs->settings().toJson();
+            record.originBrowserTabIndex = originIndex(pdfs->originBrowserTabID());
+            state.tabs.push_back(std::move(record));
             continue;
         }
         if (const SizeMapSession* sizeMap = place.tab->sizeMapSession()) {

@@ -51,6 +51,11 @@ void VelmoStore::loadSidePreviewDefaults()
     autoOpen_.fill(open);
 }
 
+bool VelmoStore::previewInvertsZoomScroll() const
+{
+    return dependencies_.defaults->boolValue(QStringLiteral("velmo.preview.invertZoomScroll"), true);
+}
+
 void VelmoStore::setAutoOpenSidePreviews(bool open)
 {
     autoOpen_.fill(open);

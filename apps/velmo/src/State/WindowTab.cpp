@@ -12,6 +12,22 @@ WindowTab::WindowTab(QUuid id, Kind kind, QObject* parent) : QObject(parent), id
     }
     if (auto* session = sizeMapSession()) connect(session, &SizeMapSession::folderChanged, this, &WindowTab::titleChanged);
     if (auto* session = searchSession()) connect(session, &SearchSession::queryChanged, this, &WindowTab::titleChanged);
+    if (auto* session = imageCompressionSession())
+        connect(session, &CompressionQueueSignals::titleChanged, this, &WindowTab::titleChanged);
+    if (auto* session = pdfCompressionSession())
+        connect(session, &CompressionQueueSignals::titleChanged, this, &WindowTab::titleChanged);
+}
+
+ImageCompressionSession* WindowTab::imageCompressionSession() const
+{
+    if (auto* images = std::get_if<ImageCompression>(&kind_)) return images->session.get();
+    return nullptr;
+}
+
+PDFCompressionSession* WindowTab::pdfCompressionSession() const
+{
+    if (auto* pdfs = std::get_if<PDFCompression>(&kind_)) return pdfs->session.get();
+    return nullptr;
 }
 
 SearchSession* WindowTab::searchSession() const
@@ -42,6 +58,8 @@ QString WindowTab::title() const
     }
     if (auto* session = sizeMapSession()) return session->title();
     if (auto* session = searchSession()) return session->title();
+    if (auto* session = imageCompressionSession()) return session->title();
+    if (auto* session = pdfCompressionSession()) return session->title();
     return QStringLiteral("Settings");
 }
 
@@ -54,4 +72,7 @@ void WindowTab::teardown()
     // Closes the scan's stream; the scan's own thread winds down on its own.
     if (auto* session = sizeMapSession()) session->stopScan();
     if (auto* session = searchSession()) session->teardown();
+    // Stops the runs and removes the tab's private cache of results.
+    if (auto* session = imageCompressionSession()) session->teardown();
+    if (auto* session = pdfCompressionSession()) session->teardown();
 }

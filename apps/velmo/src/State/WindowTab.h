@@ -1,6 +1,8 @@
 #pragma once
 
 #include "State/BrowserPanes.h"
+#include "State/ImageCompressionSession.h"
+#include "State/PDFCompressionSession.h"
 #include "State/SearchSession.h"
 #include "State/SizeMapSession.h"
 
@@ -24,8 +26,14 @@ public:
     struct SizeMap {
         std::unique_ptr<SizeMapSession> session;
     };
+    struct ImageCompression {
+        std::unique_ptr<ImageCompressionSession> session;
+    };
+    struct PDFCompression {
+        std::unique_ptr<PDFCompressionSession> session;
+    };
     struct Settings { };
-    using Kind = std::variant<Browser, Search, SizeMap, Settings>;
+    using Kind = std::variant<Browser, Search, SizeMap, ImageCompression, PDFCompression, Settings>;
 
     WindowTab(QUuid id, Kind kind, QObject* parent = nullptr);
 
@@ -34,6 +42,8 @@ public:
     bool isBrowser() const { return browserPanes() != nullptr; }
     SearchSession* searchSession() const;
     SizeMapSession* sizeMapSession() const;
+    ImageCompressionSession* imageCompressionSession() const;
+    PDFCompressionSession* pdfCompressionSession() const;
     bool isSettings() const { return std::holds_alternative<Settings>(kind_); }
     QString title() const;
     void teardown();

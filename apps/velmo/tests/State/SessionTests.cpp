@@ -30,8 +30,9 @@ protected:
         QStringList out;
         for (const auto& tab : store.tabs())
             out << (tab->browserPanes()   ? tab->browserPanes()->leftPane()->currentURL()
-                    : tab->searchSession() ? QStringLiteral("search")
-                                           : QStringLiteral("settings"));
+                    : tab->searchSession()         ? QStringLiteral("search")
+                    : tab->pdfCompressionSession() ? QStringLiteral("pdfs")
+                                                   : QStringLiteral("other"));
         return out;
     }
 
@@ -107,16 +108,16 @@ TEST_F(SessionFixture, DocumentsDecodeStrictlyWhereThereIsNoDefault)
     }
 }
 
-TEST_F(SessionFixture, SearchTabsComeBackIdleAndSurfacesThisBuildCantOpenSurviveASaveWithTheirOrigin)
+TEST_F(SessionFixture, SearchAndCompressionTabsComeBackWithTheirOriginAndSettings)
 {
     const QString a = home.folder("a");
     const QString search = QString(R"({"search":{"_0":{"folderPath":"%1","query":"q","originBrowserTabIndex":2}}})").arg(a);
-    const QString pdf = R"({"pdfCompression":{"_0":{"sourcePaths":["/x.pdf"],"settings":{"level":3}}}})";
+    const QString pdf = R"({"pdfCompression":{"_0":{"sourcePaths":["/x.pdf"],"settings":{"jpegQuality":33},"originBrowserTabIndex":1}}})";
     store(QString(R"({"tabs":[%1,%2,%3,%4],"activeTabIndex":1})")
               .arg(search, browser(a, a), browser(home.path(), a), pdf)
               .toUtf8());
     auto restored = makeStore();
-    EXPECT_EQ(folders(*restored), QStringList({"search", a, home.path()}));
+    EXPECT_EQ(folders(*restored), QStringList({"search", a, home.path(), "pdfs"}));
     EXPECT_EQ(restored->indexOfTab(restored->activeTabID()), 1);
     const SearchSession* searchTab = restored->tabs()[0]->searchSession();
     ASSERT_TRUE(searchTab);
@@ -127,12 +128,17 @@ TEST_F(SessionFixture, SearchTabsComeBackIdleAndSurfacesThisBuildCantOpenSurvive
     auto state = restored->captureSessionState();
     ASSERT_EQ(state.tabs.size(), 4u);
     EXPECT_EQ(std::get<VelmoSessionState::SearchTab>(state.tabs[0]).originBrowserTabIndex, 2);
-    EXPECT_EQ(std::get<VelmoSessionState::PDFCompressionTab>(state.tabs[3]).settings.value("level").toInt(), 3);
+    // A missing source is kept: the file may be on a disk that is not mounted yet.
+    const auto& pdfs = std::get<VelmoSessionState::PDFCompressionTab>(state.tabs[3]);
+    EXPECT_EQ(pdfs.sourcePaths, QStringList({"/x.pdf"}));
+    EXPECT_EQ(pdfs.settings.value("jpegQuality").toInt(), 33);
+    EXPECT_EQ(pdfs.originBrowserTabIndex, 1);
     // The origin closed: the search tab stays, without its origin.
     restored->closeTab(restored->tabs()[2]->id());
     state = restored->captureSessionState();
     ASSERT_EQ(state.tabs.size(), 3u);
     EXPECT_EQ(std::get<VelmoSessionState::SearchTab>(state.tabs[0]).originBrowserTabIndex, std::nullopt);
+    EXPECT_EQ(std::get<VelmoSessionState::PDFCompressionTab>(state.tabs[2]).originBrowserTabIndex, 1);
 }
 
 TEST_F(SessionFixture, AnActiveSettingsTabHandsItsPlaceToTheNextStoredTab)
