@@ -257,6 +257,21 @@ QMenu* FilePaneCommands::contextMenu(const FileEntry* entry, QWidget* parent)
     } else {
         add(QStringLiteral("Copy Path"), QKeySequence(), [this] { copyPath(); });
     }
+    // Compression of what is selected, where it holds images or PDFs.
+    if (app_) {
+        QStringList images, pdfs;
+        for (const auto& selected : store_->selectedEntries()) {
+            if (auto url = selected->imageCompressionURL()) images << *url;
+            if (auto url = selected->pdfCompressionURL()) pdfs << *url;
+        }
+        if (!images.isEmpty() || !pdfs.isEmpty()) menu->addSeparator();
+        if (!images.isEmpty())
+            add(images.size() == 1 ? QStringLiteral("Compress Image") : QStringLiteral("Compress %1 Images").arg(images.size()),
+                QKeySequence(), [this, images] { app_->openImageCompressionTab(images); });
+        if (!pdfs.isEmpty())
+            add(pdfs.size() == 1 ? QStringLiteral("Compress PDF") : QStringLiteral("Compress %1 PDFs").arg(pdfs.size()),
+                QKeySequence(), [this, pdfs] { app_->openPDFCompressionTab(pdfs); });
+    }
     menu->addSeparator();
     add(QStringLiteral("Move to Trash"), QKeySequence(Qt::Key_Delete), [this] { moveToTrash(); });
     return menu;

@@ -9,6 +9,8 @@
 #include "Views/FilePaneView.h"
 #include "Views/FolderLayoutSettingsSection.h"
 #include "Views/SettingsView.h"
+#include "Views/ImageCompressionView.h"
+#include "Views/PDFCompressionView.h"
 #include "Views/SearchView.h"
 #include "Views/SizeMapView.h"
 #include "Views/SidebarView.h"
@@ -135,6 +137,13 @@ void MainWindow::buildCommands()
         onPane(&FilePaneCommands::newFolder), [pane] { return pane() != nullptr; });
     add(file, QStringLiteral("New File..."), {QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N)},
         onPane(&FilePaneCommands::newFile), [pane] { return pane() != nullptr; });
+    // No default shortcut: both are found in the File menu and the selection's context menu.
+    add(file, QStringLiteral("Compress Images"), {}, [this] {
+        store_->openImageCompressionTab(store_->activeImageCompressionSelectionURLs());
+    }, [this] { return !store_->activeImageCompressionSelectionURLs().isEmpty(); });
+    add(file, QStringLiteral("Compress PDFs"), {}, [this] {
+        store_->openPDFCompressionTab(store_->activePDFCompressionSelectionURLs());
+    }, [this] { return !store_->activePDFCompressionSelectionURLs().isEmpty(); });
     file->addSeparator();
     add(file, QStringLiteral("Open"),
         {QKeySequence(Qt::CTRL | Qt::Key_Down), QKeySequence(Qt::CTRL | Qt::Key_Return), QKeySequence(Qt::CTRL | Qt::Key_Enter)},
@@ -282,6 +291,8 @@ QWidget* MainWindow::contentFor(const QUuid& id)
     if (auto* panes = tab->browserPanes()) widget = new BrowserTabView(store_, panes, content_);
     else if (auto* session = tab->sizeMapSession()) widget = new SizeMapView(store_, session, content_);
     else if (auto* session = tab->searchSession()) widget = new SearchView(store_, session, content_);
+    else if (auto* session = tab->imageCompressionSession()) widget = new ImageCompressionView(store_, session, content_);
+    else if (auto* session = tab->pdfCompressionSession()) widget = new PDFCompressionView(store_, session, content_);
     else {
         auto* settings = new SettingsView(store_, content_);
         settings->addSection(new FolderLayoutSettingsSection(store_, settings));
