@@ -67,6 +67,8 @@ CompressionTabView::CompressionTabView(VelmoStore* app, CompressionQueueSignals*
     list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
     list_->setHeaderLabels({QStringLiteral("Name"), QStringLiteral("Original"), QStringLiteral("Result"),
                             QStringLiteral("Saving"), QStringLiteral("State")});
+    list_->header()->setStretchLastSection(false);
+    list_->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     list_->header()->setSectionResizeMode(0, QHeaderView::Stretch);
     leftLayout->addWidget(list_, 1);
     issues_ = new QLabel(left);
