@@ -96,7 +96,11 @@ CompressionTabView::CompressionTabView(VelmoStore* app, CompressionQueueSignals*
     connect(remove_, &QPushButton::clicked, this, [this] {
         for (const QUuid& id : selectedTaskIDs()) remove(id);
     });
-    connect(cancel_, &QPushButton::clicked, this, [this] { cancelRuns(); });
+    connect(cancel_, &QPushButton::clicked, this, [this] {
+        cancelRuns();
+        updating_.clear();
+        setStatusMessage(QStringLiteral("Compression stopped."));
+    });
     connect(list_, &QTreeWidget::itemSelectionChanged, this, [this] {
         updateComparison(true);
         refresh();

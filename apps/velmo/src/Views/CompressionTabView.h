@@ -1,6 +1,9 @@
 #pragma once
 
+#include "PathKit/FilePaths.h"
+
 #include <QImage>
+#include <QStringList>
 #include <QPointer>
 #include <QSet>
 #include <QUuid>
@@ -102,3 +105,18 @@ private:
     QSet<QUuid> updating_;
     int updatingCount_ = 0;
 };
+
+// One line per file that could not be added, compressed or saved: "name: reason".
+template <typename Session>
+QStringList compressionIssueLines(const Session& session)
+{
+    QStringList lines;
+    const auto line = [](const QString& name, const QString& reason) {
+        return FilePaths::displayName(name) + QStringLiteral(": ") + reason;
+    };
+    for (const auto& issue : session.importIssues()) lines << line(issue.fileName, issue.reason);
+    for (const auto& task : session.tasks())
+        if (task.errorMessage) lines << line(task.fileName, *task.errorMessage);
+    for (const auto& issue : session.exportIssues()) lines << line(issue.fileName, issue.reason);
+    return lines;
+}

@@ -197,11 +197,7 @@ void ImageCompressionView::setStatusMessage(const QString& text)
 
 QStringList ImageCompressionView::issueLines() const
 {
-    QStringList lines;
-    if (!session_) return lines;
-    for (const auto& issue : session_->importIssues()) lines << FilePaths::displayName(issue.fileName) + QStringLiteral(": ") + issue.reason;
-    for (const auto& issue : session_->exportIssues()) lines << FilePaths::displayName(issue.fileName) + QStringLiteral(": ") + issue.reason;
-    return lines;
+    return session_ ? compressionIssueLines(*session_) : QStringList();
 }
 
 bool ImageCompressionView::isRunning(const QUuid& id) const

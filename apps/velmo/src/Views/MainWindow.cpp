@@ -300,7 +300,6 @@ QWidget* MainWindow::contentFor(const QUuid& id)
     }
     content_->addWidget(widget);
     contentByTab_.insert(id, widget);
-    connect(tab, &WindowTab::titleChanged, this, &MainWindow::updateTitles);
     return widget;
 }
 
@@ -325,7 +324,9 @@ void MainWindow::syncTabs()
         if (int(i) >= tabBar_->count()) tabBar_->addTab(QString());
         tabBar_->setTabData(int(i), tab->id());
         // A tab's content is made when it is first shown: a restored session of
-        // many tabs must not build them all before the window appears.
+        // many tabs must not build them all before the window appears. Its title
+        // follows it from the start, shown or not.
+        connect(tab.get(), &WindowTab::titleChanged, this, &MainWindow::updateTitles, Qt::UniqueConnection);
     }
     syncing_ = false;
     updateTitles();

@@ -203,11 +203,7 @@ void PDFCompressionView::setStatusMessage(const QString& text)
 
 QStringList PDFCompressionView::issueLines() const
 {
-    QStringList lines;
-    if (!session_) return lines;
-    for (const auto& issue : session_->importIssues()) lines << FilePaths::displayName(issue.fileName) + QStringLiteral(": ") + issue.reason;
-    for (const auto& issue : session_->exportIssues()) lines << FilePaths::displayName(issue.fileName) + QStringLiteral(": ") + issue.reason;
-    return lines;
+    return session_ ? compressionIssueLines(*session_) : QStringList();
 }
 
 bool PDFCompressionView::isRunning(const QUuid& id) const
