@@ -186,6 +186,9 @@ int VelmoApplication::run(int argc, char** argv)
         return 1;
     }
 
+    // Qt's GStreamer player crashes when GStreamer's base plugins are missing; its
+    // FFmpeg player comes with the same package and needs nothing more.
+    if (qEnvironmentVariableIsEmpty("QT_MEDIA_BACKEND")) qputenv("QT_MEDIA_BACKEND", "ffmpeg");
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Velmo"));
     QApplication::setDesktopFileName(QStringLiteral("velmo"));

@@ -5,6 +5,8 @@
 #include "Support/TaskExecutor.h"
 
 #include <QAudioOutput>
+#include <QAudioDevice>
+#include <QMediaDevices>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMediaPlayer>
@@ -78,9 +80,14 @@ void VideoPreviewView::ensurePlayer()
 {
     if (player_) return;
     player_ = new QMediaPlayer(this);
-    audio_ = new QAudioOutput(this);
-    audio_->setMuted(muteButton_->isChecked());
-    player_->setAudioOutput(audio_);
+    // Without a sound device Qt's player crashes on its first audio frame: the
+    // picture plays alone then, and mute has nothing to do.
+    if (!QMediaDevices::defaultAudioOutput().isNull()) {
+        audio_ = new QAudioOutput(this);
+        audio_->setMuted(muteButton_->isChecked());
+        player_->setAudioOutput(audio_);
+    }
+    muteButton_->setEnabled(audio_ != nullptr);
     player_->setVideoOutput(video_);
     connect(player_, &QMediaPlayer::durationChanged, this, [this](qint64 duration) {
         seek_->setRange(0, int(std::min<qint64>(duration, INT_MAX)));
