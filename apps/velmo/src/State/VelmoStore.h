@@ -9,6 +9,7 @@
 #include "State/FolderViewStateStore.h"
 #include "State/WindowTab.h"
 #include "Support/DefaultsStore.h"
+#include "MarkupKit/MarkupModel.h"
 
 #include <QObject>
 #include <QUuid>
@@ -117,6 +118,8 @@ public:
     std::shared_ptr<FilePasteboardProviding> pasteboard() const { return dependencies_.pasteboard; }
     // The time animations and debounces run on; a manual one in tests.
     std::shared_ptr<MonotonicClock> clock() const { return dependencies_.clock; }
+    // The markup tools' settings, kept with the other preferences.
+    std::shared_ptr<MarkupToolDefaultsStore> markupDefaults() const;
 
     // --- shared settings ---
     bool showHiddenFiles() const { return showHiddenFiles_; }

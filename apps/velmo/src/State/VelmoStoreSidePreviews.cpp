@@ -219,3 +219,19 @@ void VelmoStore::noteSidePreviewChange()
     shownSidePreview_ = std::move(now);
     emit sidePreviewChanged();
 }
+
+std::shared_ptr<MarkupToolDefaultsStore> VelmoStore::markupDefaults() const
+{
+    const std::weak_ptr<DefaultsStore> defaults = dependencies_.defaults;
+    return std::make_shared<MarkupToolDefaultsStore>(MarkupKeyValueStore {
+        [defaults](const QString& key) -> std::optional<QVariant> {
+            auto store = defaults.lock();
+            return store ? store->value(key) : std::nullopt;
+        },
+        [defaults](const QString& key, const QVariant& value) {
+            if (auto store = defaults.lock()) store->setValue(key, value);
+        },
+        [defaults](const QString& key) {
+            if (auto store = defaults.lock()) store->remove(key);
+        }});
+}

@@ -57,7 +57,7 @@ std::expected<QByteArray, QString> PreviewFileReader::readRegularFile(const QStr
     return bytes;
 }
 
-std::expected<QImage, QString> PreviewFileReader::decodeImage(const QByteArray& bytes, int maximumSide)
+std::expected<PreviewFileReader::DecodedImage, QString> PreviewFileReader::decodeImage(const QByteArray& bytes, int maximumSide)
 {
     QBuffer buffer;
     buffer.setData(bytes);
@@ -71,5 +71,8 @@ std::expected<QImage, QString> PreviewFileReader::decodeImage(const QByteArray& 
     if (image.isNull()) return std::unexpected(QStringLiteral("The image could not be read: %1").arg(reader.errorString()));
     if (std::max(image.width(), image.height()) > maximumSide)
         image = image.scaled(maximumSide, maximumSide, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-    return image;
+    // Turned upright the picture keeps its longer side.
+    const int longSide = size.isValid() ? std::max(size.width(), size.height()) : std::max(image.width(), image.height());
+    const QSize original = image.size().scaled(longSide, longSide, Qt::KeepAspectRatio);
+    return DecodedImage {image, original};
 }

@@ -23,6 +23,10 @@ std::expected<QByteArray, QString> readRegularFile(const QString& path, qint64 m
 // The image in `bytes`, decoded at most `maximumSide` pixels on its longer side and
 // turned upright as its orientation says. A decoder that can shrink while decoding
 // (JPEG) does so, so a 100-megapixel photograph never exists at full size here.
-std::expected<QImage, QString> decodeImage(const QByteArray& bytes, int maximumSide);
+struct DecodedImage {
+    QImage image;       // at most `maximumSide` on its longer side, turned upright
+    QSize originalSize; // the picture's own size, upright
+};
+std::expected<DecodedImage, QString> decodeImage(const QByteArray& bytes, int maximumSide);
 
 } // namespace PreviewFileReader

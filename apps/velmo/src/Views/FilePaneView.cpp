@@ -392,6 +392,7 @@ void FilePaneView::updateSidePreview()
         if (!preview_) {
             preview_ = new SidePreviewContainer(app_, stack_);
             stack_->addWidget(preview_);
+            connect(preview_, &SidePreviewContainer::markupEnded, this, &FilePaneView::updateSidePreview);
         }
         stack_->setCurrentWidget(preview_);
         preview_->showPreview(*preview);
@@ -399,6 +400,7 @@ void FilePaneView::updateSidePreview()
     }
     if (preview_ && preview_->currentPreview()) {
         preview_->clear();
+        if (preview_->isEditingMarkup()) return; // the pane comes back when the editing ends
         stack_->setCurrentWidget(table_);
         updateLoadState();
     }

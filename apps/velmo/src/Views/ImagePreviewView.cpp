@@ -20,12 +20,13 @@ void ImagePreviewView::load(const QString& path)
 {
     const quint64 generation = ++generation_;
     image_ = {};
+    originalSize_ = {};
     fittedPixmap_ = {};
     error_.clear();
     loading_ = true;
     fitted_ = true;
     update();
-    using Decoded = std::expected<QImage, QString>;
+    using Decoded = std::expected<PreviewFileReader::DecodedImage, QString>;
     BackgroundTask::run(
         TaskExecutor::previews().get(), this,
         [path](std::stop_token) -> Decoded {
@@ -36,7 +37,10 @@ void ImagePreviewView::load(const QString& path)
         [this, generation](Decoded decoded) {
             if (generation != generation_) return; // a newer file was asked for meanwhile
             loading_ = false;
-            if (decoded) image_ = std::move(*decoded);
+            if (decoded) {
+                image_ = std::move(decoded->image);
+                originalSize_ = decoded->originalSize;
+            }
             else error_ = decoded.error();
             update();
             emit loaded();
@@ -47,6 +51,7 @@ void ImagePreviewView::clear()
 {
     ++generation_;
     image_ = {};
+    originalSize_ = {};
     fittedPixmap_ = {};
     error_.clear();
     loading_ = false;

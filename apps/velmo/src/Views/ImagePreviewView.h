@@ -18,6 +18,8 @@ public:
     void load(const QString& path);
     void clear();
     const QImage& image() const { return image_; }
+    // The file's own size; `image` may be a shrunk copy.
+    QSize originalSize() const { return originalSize_; }
     const QString& errorText() const { return error_; }
     bool isLoading() const { return loading_; }
     static constexpr int kMaximumSide = 4096;
@@ -41,6 +43,7 @@ private:
     void zoomAbout(double factor, QPointF at);
 
     QImage image_;
+    QSize originalSize_;
     QPixmap fittedPixmap_; // the picture at the fitted size, made once per size
     QString error_;
     bool loading_ = false;

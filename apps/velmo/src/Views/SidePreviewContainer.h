@@ -6,6 +6,7 @@
 #include <QWidget>
 
 class ImagePreviewView;
+class MarkupEditor;
 class PDFPreviewView;
 class QLabel;
 class QStackedWidget;
@@ -27,6 +28,17 @@ public:
     PDFPreviewView* pdfPreviewView() const { return pdf_; }
     ImagePreviewView* imagePreviewView() const { return image_; }
     VideoPreviewView* videoPreviewView() const { return video_; }
+    MarkupEditor* markupEditor() const { return markup_; }
+
+    // While the picture is being marked up, a new file or a close waits: the pane
+    // asks again once `markupEnded` says the editing is over.
+    bool isEditingMarkup() const { return markupPreview_.has_value(); }
+    void beginMarkup();
+    void cancelMarkup();
+    void saveMarkup();
+
+signals:
+    void markupEnded();
 
 private:
     QPointer<VelmoStore> app_;
@@ -34,6 +46,14 @@ private:
     QLabel* title_;
     QLabel* fileName_;
     QToolButton* close_;
+    QToolButton* markupButton_;
+    QToolButton* saveMarkupButton_;
+    QToolButton* cancelMarkupButton_;
+    MarkupEditor* markup_ = nullptr;
+    std::optional<SidePreview> markupPreview_;
+
+    void endMarkup();
+    void updateMarkupButtons();
     QStackedWidget* stack_;
     PDFPreviewView* pdf_;
     ImagePreviewView* image_;
