@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <mutex>
 #include <numbers>
 
 namespace {
@@ -362,18 +363,56 @@ QImage MarkupBlurRenderer::blurredRegion(const QImage& image, const QRectF& norm
     return blurred.copy(region.translated(-padded.topLeft()));
 }
 
+namespace {
+
+// The canvas redraws every blur on every frame of a drag: each region is blurred at a
+// quarter of the radius on a shrunk copy (it looks the same at screen size), and the
+// last few are kept for as long as the picture and the rectangle stay the same.
+QImage quickBlurredRegion(const QImage& image, const QRect& region)
+{
+    const int r = MarkupBlurRenderer::radius(image.size());
+    const QRect padded = region.adjusted(-2 * r, -2 * r, 2 * r, 2 * r) & image.rect();
+    const int shrink = std::max(1, r / 4);
+    const QSize small(std::max(1, padded.width() / shrink), std::max(1, padded.height() / shrink));
+    const QImage blurred = MarkupBlurRenderer::gaussianBlur(
+        image.copy(padded).scaled(small, Qt::IgnoreAspectRatio, Qt::SmoothTransformation), std::max(1, r / shrink));
+    return blurred.scaled(padded.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+        .copy(region.translated(-padded.topLeft()));
+}
+
+struct CachedBlur {
+    qint64 imageKey;
+    QRect region;
+    QImage blurred;
+};
+
+} // namespace
+
 void MarkupBlurRenderer::drawBlurredRegion(QPainter& painter, const QImage& image, const QRectF& normalizedRect,
                                            const QRectF& rect)
 {
     if (normalizedRect.width() <= 0 || normalizedRect.height() <= 0 || image.isNull()) return;
-    const QImage region = blurredRegion(image, normalizedRect);
-    if (region.isNull()) return;
+    const QRect region = denormalizedRect(normalizedRect, QRectF(image.rect())).toAlignedRect() & image.rect();
+    if (region.width() <= 1 || region.height() <= 1) return;
+    static std::mutex lock;
+    static std::vector<CachedBlur> cache;
+    QImage blurred;
+    {
+        const std::lock_guard guard(lock);
+        for (const CachedBlur& entry : cache)
+            if (entry.imageKey == image.cacheKey() && entry.region == region) blurred = entry.blurred;
+    }
+    if (blurred.isNull()) {
+        blurred = quickBlurredRegion(image, region);
+        const std::lock_guard guard(lock);
+        if (cache.size() >= 16) cache.erase(cache.begin());
+        cache.push_back({image.cacheKey(), region, blurred});
+    }
     // Drawn at the pixels it came from, so nothing around it shows through.
-    const QRect pixels = denormalizedRect(normalizedRect, QRectF(image.rect())).toAlignedRect() & image.rect();
-    const QRectF target(rect.x() + pixels.x() * rect.width() / image.width(),
-                        rect.y() + pixels.y() * rect.height() / image.height(),
-                        pixels.width() * rect.width() / image.width(), pixels.height() * rect.height() / image.height());
-    painter.drawImage(target, region);
+    const QRectF target(rect.x() + region.x() * rect.width() / image.width(),
+                        rect.y() + region.y() * rect.height() / image.height(),
+                        region.width() * rect.width() / image.width(), region.height() * rect.height() / image.height());
+    painter.drawImage(target, blurred);
 }
 
 QImage MarkupFlattener::flatten(const std::vector<MarkupAnnotation>& annotations, const QImage& source)

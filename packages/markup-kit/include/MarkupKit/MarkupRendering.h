@@ -36,6 +36,8 @@ int radius(QSize imageSize);
 QImage blurredRegion(const QImage& image, const QRectF& normalizedRect);
 // Gaussian blur of `image` (ARGB32 premultiplied), three box passes each way.
 QImage gaussianBlur(const QImage& image, int radius);
+// For the canvas: `image` is the picture as shown in `rect`; a quicker blur of the same
+// look, kept while the picture and the region stay the same.
 void drawBlurredRegion(QPainter& painter, const QImage& image, const QRectF& normalizedRect, const QRectF& rect);
 } // namespace MarkupBlurRenderer
 
