@@ -26,7 +26,7 @@ QByteArray digest(const QString& path)
     return QCryptographicHash::hash(readFile(path), QCryptographicHash::Sha256);
 }
 
-struct SessionFixture : ::testing::Test {
+struct CompressionSessionFixture : ::testing::Test {
     TemporaryFolder folder;
     std::shared_ptr<ManualExecutor> executor = std::make_shared<ManualExecutor>();
 
@@ -44,7 +44,7 @@ struct SessionFixture : ::testing::Test {
     void copyIn(const QString& from, const QString& name) const { ASSERT_TRUE(QFile::copy(from, path(name))); }
 };
 
-TEST_F(SessionFixture, ImagesCompressIntoTheCacheAndSaveBesideTheSourceWithoutTouchingIt)
+TEST_F(CompressionSessionFixture, ImagesCompressIntoTheCacheAndSaveBesideTheSourceWithoutTouchingIt)
 {
     if (!exists(kPhoto)) GTEST_SKIP() << "the set-up installs the photographs";
     copyIn(kPhoto, "wood.webp");
@@ -80,7 +80,7 @@ TEST_F(SessionFixture, ImagesCompressIntoTheCacheAndSaveBesideTheSourceWithoutTo
     EXPECT_EQ(digest(path("wood.webp")), before);
 }
 
-TEST_F(SessionFixture, APDFManualComesOutSmallerAndReadableAndADamagedOneIsRefused)
+TEST_F(CompressionSessionFixture, APDFManualComesOutSmallerAndReadableAndADamagedOneIsRefused)
 {
     if (!exists(kManual)) GTEST_SKIP() << "the set-up installs the PDF manuals";
     copyIn(kManual, "manual.pdf");
