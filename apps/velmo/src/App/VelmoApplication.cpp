@@ -10,6 +10,7 @@
 #include "Views/SizeMapChartView.h"
 
 #include <QApplication>
+#include <QImageReader>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QJsonDocument>
@@ -190,6 +191,9 @@ int VelmoApplication::run(int argc, char** argv)
     // FFmpeg player comes with the same package and needs nothing more.
     if (qEnvironmentVariableIsEmpty("QT_MEDIA_BACKEND")) qputenv("QT_MEDIA_BACKEND", "ffmpeg");
     QApplication app(argc, argv);
+    // Qt refuses pictures over 128 MB decoded; previews, compression and markup copies
+    // of large photographs (100 megapixels is 400 MB) share one larger budget.
+    QImageReader::setAllocationLimit(512);
     QApplication::setApplicationName(QStringLiteral("Velmo"));
     QApplication::setDesktopFileName(QStringLiteral("velmo"));
 
