@@ -103,6 +103,8 @@ void VideoPreviewView::ensurePlayer()
         playButton_->setToolTip(playing ? QStringLiteral("Pause") : QStringLiteral("Play"));
     });
     connect(player_, &QMediaPlayer::errorOccurred, this, [this](QMediaPlayer::Error, const QString& text) {
+        playButton_->setIcon(style()->standardIcon(QStyle::SP_MediaPlay));
+        playButton_->setToolTip(QStringLiteral("Play"));
         showMessage(text.isEmpty() ? QStringLiteral("This video cannot be played.") : text);
     });
 }
