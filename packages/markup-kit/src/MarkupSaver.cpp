@@ -1,6 +1,7 @@
 #include "MarkupKit/MarkupSaver.h"
 
 #include "MarkupKit/MarkupRendering.h"
+#include "PathKit/FilePaths.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -47,15 +48,40 @@ QByteArray encode(const QImage& image, const QByteArray& format, int quality)
 
 } // namespace
 
+namespace {
+
+// Names are handled as their bytes: a name that is not UTF-8 still names its file.
+bool nameTaken(const QString& path)
+{
+    struct stat info;
+    return ::lstat(FilePaths::toNative(path).constData(), &info) == 0;
+}
+
+QString folderOf(const QString& path)
+{
+    const qsizetype slash = path.lastIndexOf(u'/');
+    return slash <= 0 ? QStringLiteral("/") : path.left(slash);
+}
+
+QString nameOf(const QString& path) { return path.mid(path.lastIndexOf(u'/') + 1); }
+
+QString extensionOf(const QString& path)
+{
+    const QString name = nameOf(path);
+    const qsizetype dot = name.lastIndexOf(u'.');
+    return dot > 0 ? name.mid(dot + 1) : QString();
+}
+
+} // namespace
+
 QString DerivedImageOutput::makeImageCopyPath(const QString& source, const QString& suffixBase, const QString& extension)
 {
-    const QFileInfo info(source);
-    const QString folder = info.path();
-    const QString name = info.fileName();
+    const QString folder = folderOf(source);
+    const QString name = nameOf(source);
     const qsizetype dot = name.lastIndexOf(u'.');
     const QString stem = dot > 0 ? name.left(dot) : name;
     QString candidate = folder + u'/' + stem + suffixBase + u'.' + extension;
-    for (int n = 2; QFileInfo::exists(candidate) || QFileInfo(candidate).isSymLink(); ++n)
+    for (int n = 2; nameTaken(candidate); ++n)
         candidate = folder + u'/' + stem + suffixBase + QString::number(n) + u'.' + extension;
     return candidate;
 }
@@ -111,9 +137,8 @@ bool writeAll(int fd, const QByteArray& bytes)
 bool DerivedImageOutput::writeNewFile(const QByteArray& bytes, const QString& path)
 {
     if (bytes.isEmpty()) return false;
-    const QFileInfo info(path);
-    const QByteArray folder = QFile::encodeName(info.path());
-    const QByteArray target = QFile::encodeName(path);
+    const QByteArray folder = FilePaths::toNative(folderOf(path));
+    const QByteArray target = FilePaths::toNative(path);
     // An unnamed file in the folder, linked under the name once complete: the name
     // never holds half a file, and an existing file is never replaced.
     int fd = ::open(folder.constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0644);
@@ -125,7 +150,7 @@ bool DerivedImageOutput::writeNewFile(const QByteArray& bytes, const QString& pa
         return done;
     }
     // File systems without unnamed files: a hidden temporary name, linked the same way.
-    const QByteArray temporary = QFile::encodeName(info.path() + QStringLiteral("/.") + info.fileName() + QStringLiteral(".part"));
+    const QByteArray temporary = folder + "/." + target.mid(target.lastIndexOf('/') + 1) + ".part";
     fd = ::open(temporary.constData(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0644);
     if (fd < 0) return false;
     const bool done = writeAll(fd, bytes) && ::link(temporary.constData(), target.constData()) == 0;
@@ -136,8 +161,16 @@ bool DerivedImageOutput::writeNewFile(const QByteArray& bytes, const QString& pa
 
 QImage MarkupSaver::loadSource(const QString& source)
 {
-    if (!QFileInfo(source).isFile()) return {};
-    QImageReader reader(source);
+    // A regular file only, opened without waiting: a FIFO in its place is refused.
+    const int fd = ::open(FilePaths::toNative(source).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return {};
+    struct stat info;
+    QFile file;
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || !file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return {};
+    }
+    QImageReader reader(&file);
     reader.setAutoTransform(true);
     return reader.read();
 }
@@ -149,18 +182,18 @@ std::optional<QString> MarkupSaver::saveMarkupCopy(const QString& source, const 
     if (image.isNull()) return std::nullopt;
     const QImage flattened = MarkupFlattener::flatten(annotations, image);
     if (flattened.isNull()) return std::nullopt;
-    const QString extension = DerivedImageOutput::outputImageExtension(QFileInfo(source).suffix());
+    const QString extension = DerivedImageOutput::outputImageExtension(extensionOf(source));
     std::optional<qint64> budget;
-    if (DerivedImageOutput::isJPEGExtension(extension)) {
-        const qint64 size = QFileInfo(source).size();
-        if (size > 0) budget = std::max(size, qint64(std::llround(double(size) * 1.5)));
-    }
+    struct stat info;
+    if (DerivedImageOutput::isJPEGExtension(extension) && ::stat(FilePaths::toNative(source).constData(), &info) == 0
+        && info.st_size > 0)
+        budget = std::max(qint64(info.st_size), qint64(std::llround(double(info.st_size) * 1.5)));
     const QByteArray bytes = DerivedImageOutput::encodedData(flattened, extension, budget);
     // A name taken between choosing and linking: the next free one.
     for (int attempt = 0; attempt < 5; ++attempt) {
         const QString path = DerivedImageOutput::makeImageCopyPath(source, QStringLiteral("_markup"), extension);
         if (DerivedImageOutput::writeNewFile(bytes, path)) return path;
-        if (!QFileInfo::exists(path)) return std::nullopt;
+        if (!nameTaken(path)) return std::nullopt;
     }
     return std::nullopt;
 }

@@ -1,5 +1,7 @@
 #include "MarkupKit/MarkupSaver.h"
+#include "PathKit/FilePaths.h"
 
+#include <QBuffer>
 #include <QCryptographicHash>
 #include <QFile>
 #include <QImageReader>
@@ -7,6 +9,10 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -80,4 +86,32 @@ TEST(MarkupSaver, SavesACopyBesideTheSourceWithinTheJpegBudget)
     EXPECT_FALSE(tight.isEmpty());
     EXPECT_LT(tight.size(), loosest.size());
     EXPECT_EQ(MarkupSaver::saveMarkupCopy(folder.filePath("missing.png"), oneRectangle()), std::nullopt);
+}
+
+// A name that is not UTF-8 and a FIFO: the copy is named by the source's own bytes,
+// and a FIFO in place of a picture is refused without waiting for a writer.
+TEST(MarkupSaver, NamesAreBytesAndOnlyRegularFilesAreRead)
+{
+    QTemporaryDir folder;
+    const QByteArray native = QFile::encodeName(folder.path()) + "/caf\xe9.png";
+    const QString source = FilePaths::fromNative(native);
+    QByteArray png;
+    {
+        QBuffer buffer(&png);
+        buffer.open(QIODevice::WriteOnly);
+        ASSERT_TRUE(noise(40, 30).save(&buffer, "PNG"));
+    }
+    const int fd = ::open(native.constData(), O_CREAT | O_WRONLY, 0644);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::write(fd, png.constData(), size_t(png.size())), png.size());
+    ::close(fd);
+    const auto saved = MarkupSaver::saveMarkupCopy(source, oneRectangle());
+    ASSERT_TRUE(saved);
+    struct stat info;
+    EXPECT_EQ(::stat(FilePaths::toNative(*saved).constData(), &info), 0);
+    EXPECT_TRUE(FilePaths::toNative(*saved).endsWith("/caf\xe9_markup.png"));
+
+    const QByteArray fifo = QFile::encodeName(folder.filePath("pipe.png"));
+    ASSERT_EQ(::mkfifo(fifo.constData(), 0644), 0);
+    EXPECT_EQ(MarkupSaver::saveMarkupCopy(folder.filePath("pipe.png"), oneRectangle()), std::nullopt);
 }
