@@ -43,8 +43,11 @@ void VolumeSpaceService::start(Question question)
     asking_ = true;
     // Guarded by the service, not the asker, so that a question waiting behind
     // this one is still asked when the asker of this one has gone.
+    // The folder is taken out first: the order in which the two callbacks below are
+    // made is unspecified, and the second one takes the question.
+    QString url = question.url;
     BackgroundTask::run(
-        executor_.get(), this, [url = question.url](std::stop_token) { return availableBytes(url); },
+        executor_.get(), this, [url = std::move(url)](std::stop_token) { return availableBytes(url); },
         [this, question = std::move(question)](Result result) {
             asking_ = false;
             if (waiting_) {
