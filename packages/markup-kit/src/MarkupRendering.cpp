@@ -366,13 +366,13 @@ QImage MarkupBlurRenderer::blurredRegion(const QImage& image, const QRectF& norm
 namespace {
 
 // The canvas redraws every blur on every frame of a drag: each region is blurred at a
-// quarter of the radius on a shrunk copy (it looks the same at screen size), and the
+// radius of two pixels on a copy shrunk to match (it looks the same at screen size), and the
 // last few are kept for as long as the picture and the rectangle stay the same.
 QImage quickBlurredRegion(const QImage& image, const QRect& region)
 {
     const int r = MarkupBlurRenderer::radius(image.size());
     const QRect padded = region.adjusted(-2 * r, -2 * r, 2 * r, 2 * r) & image.rect();
-    const int shrink = std::max(1, r / 4);
+    const int shrink = std::max(1, r / 2);
     const QSize small(std::max(1, padded.width() / shrink), std::max(1, padded.height() / shrink));
     const QImage blurred = MarkupBlurRenderer::gaussianBlur(
         image.copy(padded).scaled(small, Qt::IgnoreAspectRatio, Qt::SmoothTransformation), std::max(1, r / shrink));

@@ -104,10 +104,13 @@ void MarkupCanvas::updateGeometryForZoom()
 }
 
 // The picture at the size it is drawn, made once per size: a drag repaints from it.
+// Shown larger than it is (100% of a big file), it is drawn as it is and scaled
+// while painting, only where the window shows it.
 const QImage* MarkupCanvas::shownPicture()
 {
     const QSize size = imageRect().size().toSize();
     if (picture_.isNull() || size.isEmpty()) return nullptr;
+    if (size.width() >= picture_.width() || size.height() >= picture_.height()) return &picture_;
     if (scaled_.size() != size) scaled_ = picture_.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     return &scaled_;
 }
@@ -119,7 +122,8 @@ void MarkupCanvas::paintEvent(QPaintEvent*)
     const QImage* shown = shownPicture();
     if (!shown) return;
     const QRectF r = imageRect();
-    painter.drawImage(r.topLeft(), *shown);
+    if (shown->size() == r.size().toSize()) painter.drawImage(r.topLeft(), *shown);
+    else painter.drawImage(r, *shown);
     // Annotations are drawn in the image's rectangle; blur samples the drawn copy.
     engine_.draw(painter, shown);
 }
